@@ -1,0 +1,25 @@
+// Packing pass of the BGRA to UYVY converter: pair-averaged chroma and luma quantised to
+// bytes with Floyd-Steinberg error diffusion over the float scratch.
+//
+// Scratch rows are `row_floats` = 3 * (width + 3) floats apart and addressed as one flat
+// array: slot 0 is column -1, slots 1..width the image, width+1 and width+2 right guards, so
+// slot -1 of a row is the last guard slot of the row above. Every row handed over must have a
+// row below it (the last image row's is the guard row).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Drivers::Mac::ZAV::VirtualCamera {
+
+// Reference: one row, pairs left to right, within a pair Cb, Cr, Y0, Y1. `row` points at slot 0
+// of the row; `dst` receives ceil(width / 2) * 4 bytes.
+void dither_uyvy_row_c(float* row, int32_t width, uint8_t* dst);
+
+// The same bytes for `rows` consecutive rows, several rows in flight: each row runs two pairs
+// behind the row above it, so every error share still lands on its target in the order of the
+// row-by-row loop while the rows' dependency chains overlap in the processor.
+void dither_uyvy_rows_wavefront(float* first_row, int32_t width, int32_t rows, uint8_t* dst,
+                                ptrdiff_t dst_stride);
+
+}  // namespace Drivers::Mac::ZAV::VirtualCamera

@@ -1,0 +1,99 @@
+#include "pixel/bgra_to_uyvy_passes.h"
+
+#include <algorithm>
+#include <new>
+
+#include "pixel/bgra_to_uyvy_dither.h"
+#include "pixel/bgra_to_uyvy_matrix.h"
+
+namespace Drivers::Mac::ZAV::VirtualCamera {
+
+namespace {
+
+// Rows converted ahead of the packing pass in the fast schedule; matches the rows it keeps in
+// flight, so that a band's rows and the row below it are ready before the band starts.
+constexpr int32_t k_rows_ahead = 4;
+
+struct byte_range_t {
+    uintptr_t m_begin;
+    uintptr_t m_end;
+};
+
+// The bytes that `rows` rows of `row_bytes` each, `stride` apart, span (strides may be negative).
+byte_range_t image_range(const void* base, int32_t stride, int32_t rows, size_t row_bytes)
+{
+    const intptr_t first = reinterpret_cast<intptr_t>(base);
+    const intptr_t last = first + static_cast<intptr_t>(stride) * (rows - 1);
+    return {static_cast<uintptr_t>(std::min(first, last)), static_cast<uintptr_t>(std::max(first, last)) + row_bytes};
+}
+
+bool overlap(const byte_range_t& a, const byte_range_t& b)
+{
+    return a.m_begin < b.m_end && b.m_begin < a.m_end;
+}
+
+}  // namespace
+
+size_t bgra_to_uyvy_scratch_floats(int32_t width, int32_t height)
+{
+    // Wrapping 32-bit product, then widened: the count the converter has always requested.
+    const uint32_t wrapped = (static_cast<uint32_t>(height) + 1u) * (static_cast<uint32_t>(width) + 3u);
+    const int64_t slots = static_cast<int32_t>(wrapped);
+    if (slots < 0) throw std::bad_alloc();
+    const uint64_t bytes = static_cast<uint64_t>(slots) * 12u;
+    if (bytes > static_cast<uint64_t>(PTRDIFF_MAX)) throw std::bad_alloc();
+    return static_cast<size_t>(slots) * 3u;
+}
+
+void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_stride, uint8_t* dst,
+                             int32_t dst_stride, uint8_t* alpha, int32_t alpha_stride, int32_t width,
+                             int32_t height, uint32_t matrix, bgra_to_uyvy_schedule_t schedule)
+{
+    if (width < 1 || height < 1) return;
+    const colour_matrix_t* m = colour_matrix_for(matrix);
+    const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
+
+    auto convert_row = [&](int32_t y, bool vector) {
+        if (!m) return;
+        const uint8_t* s = src + static_cast<ptrdiff_t>(src_stride) * y;
+        float* slots = scratch + row_floats * y + 3;  // slot 1 is image column 0
+        uint8_t* a = alpha + static_cast<ptrdiff_t>(alpha_stride) * y;
+        if (vector)
+            bgra_to_yuv_row(s, slots, a, width, *m);
+        else
+            bgra_to_yuv_row_c(s, slots, a, width, *m);
+    };
+
+    if (schedule == bgra_to_uyvy_schedule_t::reference) {
+        for (int32_t y = 0; y < height; ++y) convert_row(y, false);
+        for (int32_t y = 0; y < height; ++y)
+            dither_uyvy_row_c(scratch + row_floats * y, width, dst + static_cast<ptrdiff_t>(dst_stride) * y);
+        return;
+    }
+
+    // Converting just ahead of the packing pass changes when source rows are read and alpha
+    // rows written relative to the destination writes. That is only invisible when the
+    // destination shares no byte with the source or the alpha plane; otherwise every row is
+    // converted first, as in the defining order.
+    const size_t w = static_cast<size_t>(width);
+    const byte_range_t dst_range = image_range(dst, dst_stride, height, (w + 1) / 2 * 4);
+    const bool interleave = !m || (!overlap(dst_range, image_range(src, src_stride, height, 4 * w)) &&
+                                   !overlap(dst_range, image_range(alpha, alpha_stride, height, w)));
+    if (!interleave) {
+        for (int32_t y = 0; y < height; ++y) convert_row(y, true);
+        dither_uyvy_rows_wavefront(scratch, width, height, dst, dst_stride);
+        return;
+    }
+
+    // Row y + 1 must hold its converted values before row y's packing adds error to it.
+    int32_t converted = 0;
+    for (int32_t y = 0; y < height; y += k_rows_ahead) {
+        const int32_t band = std::min(k_rows_ahead, height - y);
+        const int32_t needed = std::min(y + band + 1, height);
+        for (; converted < needed; ++converted) convert_row(converted, true);
+        dither_uyvy_rows_wavefront(scratch + row_floats * y, width, band,
+                                   dst + static_cast<ptrdiff_t>(dst_stride) * y, dst_stride);
+    }
+}
+
+}  // namespace Drivers::Mac::ZAV::VirtualCamera

@@ -1,0 +1,76 @@
+// Test image buffers whose rows sit between guard bytes, so that a test can tell whether code
+// wrote anywhere outside the rows it was given (row padding included).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <vector>
+
+namespace zav_test {
+
+class guarded_image_t {
+public:
+    static constexpr uint8_t k_guard = 0xA5;
+    static constexpr size_t k_margin = 64;
+
+    // `rows` rows of `row_bytes` bytes, `stride` apart; a negative stride puts row 0 last.
+    guarded_image_t(int rows, size_t row_bytes, ptrdiff_t stride)
+        : m_rows(rows), m_row_bytes(row_bytes), m_stride(stride)
+    {
+        const size_t span = rows > 0 ? static_cast<size_t>(std::labs(stride)) * (rows - 1) + row_bytes : row_bytes;
+        m_bytes.assign(span + 2 * k_margin, k_guard);
+        m_first = k_margin + (stride < 0 && rows > 0 ? static_cast<size_t>(-stride) * (rows - 1) : 0);
+    }
+
+    uint8_t* row(int y) { return m_bytes.data() + m_first + y * m_stride; }
+    const uint8_t* row(int y) const { return m_bytes.data() + m_first + y * m_stride; }
+    ptrdiff_t stride() const { return m_stride; }
+    size_t row_bytes() const { return m_row_bytes; }
+    int rows() const { return m_rows; }
+
+    void fill_rows_random(std::mt19937& rng)
+    {
+        for (int y = 0; y < m_rows; ++y)
+            for (size_t i = 0; i < m_row_bytes; ++i) row(y)[i] = static_cast<uint8_t>(rng());
+    }
+
+    // True when every byte outside the rows still holds the guard value.
+    bool guards_intact() const
+    {
+        std::vector<bool> inside(m_bytes.size(), false);
+        for (int y = 0; y < m_rows; ++y) {
+            const size_t start = static_cast<size_t>(row(y) - m_bytes.data());
+            for (size_t i = 0; i < m_row_bytes; ++i) inside[start + i] = true;
+        }
+        for (size_t i = 0; i < m_bytes.size(); ++i)
+            if (!inside[i] && m_bytes[i] != k_guard) return false;
+        return true;
+    }
+
+    // True when no byte at all changed since construction (rows included).
+    bool untouched() const
+    {
+        for (uint8_t b : m_bytes)
+            if (b != k_guard) return false;
+        return true;
+    }
+
+    // The rows' bytes, packed.
+    std::vector<uint8_t> rows_bytes() const
+    {
+        std::vector<uint8_t> out;
+        for (int y = 0; y < m_rows; ++y) out.insert(out.end(), row(y), row(y) + m_row_bytes);
+        return out;
+    }
+
+private:
+    int m_rows;
+    size_t m_row_bytes;
+    ptrdiff_t m_stride;
+    size_t m_first = 0;
+    std::vector<uint8_t> m_bytes;
+};
+
+}  // namespace zav_test
