@@ -1,0 +1,28 @@
+// CoreVideo image buffers and the attachment keys that describe their colour.
+#ifndef ZAV_PLATFORM_CVIMAGEBUFFER_H
+#define ZAV_PLATFORM_CVIMAGEBUFFER_H
+
+#include <CoreVideo/CVBuffer.h>
+
+CF_EXTERN_C_BEGIN
+
+typedef CVBufferRef CVImageBufferRef;
+
+CV_EXPORT const CFStringRef kCVImageBufferCGColorSpaceKey;
+CV_EXPORT const CFStringRef kCVImageBufferFieldCountKey;
+CV_EXPORT const CFStringRef kCVImageBufferPixelAspectRatioKey;
+CV_EXPORT const CFStringRef kCVImageBufferYCbCrMatrixKey;
+CV_EXPORT const CFStringRef kCVImageBufferYCbCrMatrix_ITU_R_709_2;
+CV_EXPORT const CFStringRef kCVImageBufferYCbCrMatrix_ITU_R_601_4;
+CV_EXPORT const CFStringRef kCVImageBufferColorPrimariesKey;
+CV_EXPORT const CFStringRef kCVImageBufferColorPrimaries_ITU_R_709_2;
+CV_EXPORT const CFStringRef kCVImageBufferTransferFunctionKey;
+CV_EXPORT const CFStringRef kCVImageBufferTransferFunction_ITU_R_709_2;
+CV_EXPORT const CFStringRef kCVImageBufferChromaLocationTopFieldKey;
+CV_EXPORT const CFStringRef kCVImageBufferChromaLocationBottomFieldKey;
+CV_EXPORT const CFStringRef kCVImageBufferChromaLocation_Left;
+CV_EXPORT const CFStringRef kCVImageBufferChromaLocation_Center;
+
+CF_EXTERN_C_END
+
+#endif
