@@ -1,5 +1,7 @@
 // CoreMediaIO sample buffers: sequence numbers, discontinuity flags and the other attachments
-// that the DAL adds to CoreMedia sample buffers, and the calls that create and read them.
+// that the DAL adds to CoreMedia sample buffers, and the calls that create and read them. The
+// platform's CoreMedia carries image buffers only, so the block-buffer and no-data-marker
+// creation calls are not part of this subset.
 #ifndef ZAV_PLATFORM_CMIOSAMPLEBUFFER_H
 #define ZAV_PLATFORM_CMIOSAMPLEBUFFER_H
 
@@ -86,25 +88,12 @@ extern CFStringRef kCMIOSampleBufferAttachment_MouseAndKeyboardModifiersKey_Keyb
 extern CFStringRef kCMIOSampleBufferAttachmentKey_NoDataMarker;
 extern CFStringRef kCMIOBlockBufferAttachmentKey_CVPixelBufferReference;
 
-// A sample buffer over a block buffer, with the sequence number and discontinuity flags
-// attached.
-extern OSStatus CMIOSampleBufferCreate(CFAllocatorRef allocator, CMBlockBufferRef dataBuffer,
-                                       CMFormatDescriptionRef formatDescription, UInt32 numSamples,
-                                       UInt32 numSampleTimingEntries, const CMSampleTimingInfo* sampleTimingArray,
-                                       UInt32 numSampleSizeEntries, const size_t* sampleSizeArray,
-                                       UInt64 sequenceNumber, UInt32 discontinuityFlags, CMSampleBufferRef* sBufOut);
-
 // A ready sample buffer over an image buffer, with the sequence number and discontinuity
 // flags attached.
 extern OSStatus CMIOSampleBufferCreateForImageBuffer(CFAllocatorRef allocator, CVImageBufferRef imageBuffer,
                                                      CMVideoFormatDescriptionRef formatDescription,
                                                      const CMSampleTimingInfo* sampleTiming, UInt64 sequenceNumber,
                                                      UInt32 discontinuityFlags, CMSampleBufferRef* sBufOut);
-
-// A buffer with no media that tells the client why none is coming.
-extern OSStatus CMIOSampleBufferCreateNoDataMarker(CFAllocatorRef allocator, UInt32 noDataEvent,
-                                                   CMFormatDescriptionRef formatDescription, UInt64 sequenceNumber,
-                                                   UInt32 discontinuityFlags, CMSampleBufferRef* sBufOut);
 
 extern void CMIOSampleBufferSetSequenceNumber(CFAllocatorRef allocator, CMSampleBufferRef sbuf,
                                               UInt64 sequenceNumber);
