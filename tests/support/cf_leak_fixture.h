@@ -1,0 +1,26 @@
+// A test fixture that starts every test from a clean platform (no failure switches, no
+// recorded calls, no log lines) and fails the test when it leaves Core Foundation objects alive.
+#ifndef ZAV_TESTS_SUPPORT_CF_LEAK_FIXTURE_H
+#define ZAV_TESTS_SUPPORT_CF_LEAK_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+
+namespace zav_test {
+
+class cf_leak_fixture_t : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // Objects alive now beyond those alive when the test started.
+    std::ptrdiff_t objects_created_since_start() const;
+
+private:
+    std::size_t m_live_at_start = 0;
+};
+
+}  // namespace zav_test
+
+#endif
