@@ -1,0 +1,216 @@
+// SSSE3 row functions of the resampler: byte shuffles (pshufb) feed byte multiply-adds
+// (pmaddubsw), 16 destination bytes at a time. Each gives the bytes of its reference row
+// function. Rows whose length is not a multiple of 16 finish with one vector that overlaps
+// the previous one (a pure function of the input, so recomputing bytes is harmless) or, for
+// rows shorter than a vector, with the reference arithmetic.
+#include <cstring>
+
+#include "pixel/resample_internal.h"
+#include "pixel/simd.h"
+
+namespace Drivers::Mac::ZAV::VirtualCamera::resample {
+
+namespace {
+
+template <bool aligned>
+inline __m128i load(const uint8_t* p)
+{
+    if constexpr (aligned)
+        return _mm_load_si128(reinterpret_cast<const __m128i*>(p));
+    else
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+
+template <bool aligned>
+inline void store(uint8_t* p, __m128i v)
+{
+    if constexpr (aligned)
+        _mm_store_si128(reinterpret_cast<__m128i*>(p), v);
+    else
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+
+inline __m128i load32(const uint8_t* p)
+{
+    int32_t v;
+    std::memcpy(&v, p, sizeof v);
+    return _mm_cvtsi32_si128(v);
+}
+
+// (a * (64 - f) + b * f) >> 6 on 16 bytes; weights interleaves (64 - f, f).
+inline __m128i blend16(__m128i a, __m128i b, __m128i weights)
+{
+    const __m128i lo = _mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), weights);
+    const __m128i hi = _mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), weights);
+    return _mm_packus_epi16(_mm_srli_epi16(lo, 6), _mm_srli_epi16(hi, 6));
+}
+
+// (85 * a + 43 * b + 64) >> 7 on 16-bit sums: pmulhrsw by 256 is (x + 64) >> 7.
+inline __m128i round7(__m128i sums) { return _mm_mulhrs_epi16(sums, _mm_set1_epi16(256)); }
+
+template <bool load_aligned, bool store_aligned>
+void blend_rows(const uint8_t* top, const uint8_t* bottom, uint8_t* out, uint32_t bytes, uint32_t phase)
+{
+    if (bytes < 16) {
+        reference_row_functions().m_p_blend_to_buffer(top, bottom, out, bytes, phase);
+        return;
+    }
+    const __m128i w = _mm_set1_epi16(static_cast<int16_t>((phase << 8) | (64 - phase)));
+    uint32_t i = 0;
+    for (; i + 16 <= bytes; i += 16)
+        store<store_aligned>(out + i, blend16(load<load_aligned>(top + i), load<load_aligned>(bottom + i), w));
+    if (i < bytes) {
+        i = bytes - 16;
+        store<false>(out + i, blend16(load<false>(top + i), load<false>(bottom + i), w));
+    }
+}
+
+// One group of the horizontal pass, layout 0: all taps from one 16-byte span.
+inline __m128i horizontal_group_layout0(const uint8_t* src, const coefficient_group_t& g)
+{
+    const __m128i span = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + g.m_offsets[0]));
+    const __m128i* shuffle = reinterpret_cast<const __m128i*>(g.m_shuffle);
+    const __m128i* weights = reinterpret_cast<const __m128i*>(g.m_weights);
+    const __m128i lo = _mm_maddubs_epi16(_mm_shuffle_epi8(span, _mm_load_si128(shuffle)), _mm_load_si128(weights));
+    const __m128i hi = _mm_maddubs_epi16(_mm_shuffle_epi8(span, _mm_load_si128(shuffle + 1)), _mm_load_si128(weights + 1));
+    return _mm_packus_epi16(_mm_srli_epi16(lo, 6), _mm_srli_epi16(hi, 6));
+}
+
+// The 16 bytes of one pixel pair in layout 1: chroma window, then the two luma windows.
+inline __m128i pair_windows(const uint8_t* src, const uint32_t* offsets)
+{
+    const __m128i chroma = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + offsets[0]));
+    const __m128i luma = _mm_unpacklo_epi32(load32(src + offsets[1]), load32(src + offsets[2]));
+    return _mm_unpacklo_epi64(chroma, luma);
+}
+
+// One group of the horizontal pass, layout 1: gathered windows, fixed shuffle.
+inline __m128i horizontal_group_layout1(const uint8_t* src, const coefficient_group_t& g)
+{
+    // Neighbour pairs of Cb (0, 4), Y0 (9, 11), Cr (2, 6), Y1 (13, 15) of one pixel pair.
+    const __m128i pick = _mm_setr_epi8(0, 4, 9, 11, 2, 6, 13, 15, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m128i p0 = _mm_shuffle_epi8(pair_windows(src, g.m_offsets), pick);
+    const __m128i p1 = _mm_shuffle_epi8(pair_windows(src, g.m_offsets + 3), pick);
+    const __m128i p2 = _mm_shuffle_epi8(pair_windows(src, g.m_offsets + 6), pick);
+    const __m128i p3 = _mm_shuffle_epi8(pair_windows(src, g.m_offsets + 9), pick);
+    const __m128i* weights = reinterpret_cast<const __m128i*>(g.m_weights);
+    const __m128i lo = _mm_maddubs_epi16(_mm_unpacklo_epi64(p0, p1), _mm_load_si128(weights));
+    const __m128i hi = _mm_maddubs_epi16(_mm_unpacklo_epi64(p2, p3), _mm_load_si128(weights + 1));
+    return _mm_packus_epi16(_mm_srli_epi16(lo, 6), _mm_srli_epi16(hi, 6));
+}
+
+template <bool store_aligned, typename group_fn>
+inline void horizontal_groups(const uint8_t* src, uint8_t* dst, const horizontal_map_t& map, group_fn group)
+{
+    const coefficient_table_t& table = *map.m_p_table;
+    const uint32_t bytes = 2 * map.m_dst_width;
+    const uint32_t full = bytes / 16;
+    for (uint32_t gi = 0; gi < full; ++gi) store<store_aligned>(dst + 16 * gi, group(src, table.m_p_groups[gi]));
+    if (full < table.m_group_count) {
+        alignas(16) uint8_t tail[16];
+        _mm_store_si128(reinterpret_cast<__m128i*>(tail), group(src, table.m_p_groups[full]));
+        std::memcpy(dst + 16 * full, tail, bytes - 16 * full);
+    }
+}
+
+template <bool store_aligned>
+void horizontal(const uint8_t* src, uint8_t* dst, const horizontal_map_t& map)
+{
+    if (map.m_p_table->m_layout == 0)
+        horizontal_groups<store_aligned>(src, dst, map, horizontal_group_layout0);
+    else
+        horizontal_groups<store_aligned>(src, dst, map, horizontal_group_layout1);
+}
+
+template <bool load_aligned>
+inline __m128i halve_group(const uint8_t* row0, const uint8_t* row1)
+{
+    // After the vertical average, pick the two like samples of each destination byte from
+    // 16 source bytes: the first into the low half, the second into the high half.
+    const __m128i pick = _mm_setr_epi8(0, 1, 2, 5, 8, 9, 10, 13, 4, 3, 6, 7, 12, 11, 14, 15);
+    const __m128i v0 = _mm_shuffle_epi8(_mm_avg_epu8(load<load_aligned>(row0), load<load_aligned>(row1)), pick);
+    const __m128i v1 = _mm_shuffle_epi8(_mm_avg_epu8(load<load_aligned>(row0 + 16), load<load_aligned>(row1 + 16)), pick);
+    return _mm_avg_epu8(_mm_unpacklo_epi64(v0, v1), _mm_unpackhi_epi64(v0, v1));
+}
+
+template <bool load_aligned, bool store_aligned>
+void halve(const uint8_t* row0, const uint8_t* row1, uint8_t* dst, uint32_t bytes)
+{
+    if (bytes < 16) {
+        reference_row_functions().m_p_halve(row0, row1, dst, bytes);
+        return;
+    }
+    uint32_t i = 0;
+    for (; i + 16 <= bytes; i += 16) store<store_aligned>(dst + i, halve_group<load_aligned>(row0 + 2 * i, row1 + 2 * i));
+    if (i < bytes) {
+        // bytes is a multiple of 4, so the overlapping group starts on a pixel pair.
+        i = bytes - 16;
+        store<false>(dst + i, halve_group<false>(row0 + 2 * i, row1 + 2 * i));
+    }
+}
+
+inline __m128i third_blend16(__m128i near_v, __m128i middle_v, __m128i weights)
+{
+    const __m128i lo = round7(_mm_maddubs_epi16(_mm_unpacklo_epi8(near_v, middle_v), weights));
+    const __m128i hi = round7(_mm_maddubs_epi16(_mm_unpackhi_epi8(near_v, middle_v), weights));
+    return _mm_packus_epi16(lo, hi);
+}
+
+template <bool load_aligned>
+void two_thirds_vertical(const uint8_t* near_row, const uint8_t* middle_row, uint8_t* out, uint32_t bytes)
+{
+    if (bytes < 16) {
+        reference_row_functions().m_p_two_thirds_vertical(near_row, middle_row, out, bytes);
+        return;
+    }
+    const __m128i w = _mm_set1_epi16(static_cast<int16_t>((43 << 8) | 85));
+    uint32_t i = 0;
+    for (; i + 16 <= bytes; i += 16)
+        _mm_store_si128(reinterpret_cast<__m128i*>(out + i), third_blend16(load<load_aligned>(near_row + i), load<load_aligned>(middle_row + i), w));
+    if (i < bytes) {
+        i = bytes - 16;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), third_blend16(load<false>(near_row + i), load<false>(middle_row + i), w));
+    }
+}
+
+inline __m128i two_thirds_group(const uint8_t* src)
+{
+    // (near, far) byte pairs of the 8 destination bytes of one 12-byte block, and their weights.
+    const __m128i pick = _mm_setr_epi8(0, 4, 1, 3, 2, 6, 5, 3, 8, 4, 7, 9, 10, 6, 11, 9);
+    const __m128i w = _mm_set1_epi16(static_cast<int16_t>((43 << 8) | 85));
+    const __m128i b0 = _mm_maddubs_epi16(_mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), pick), w);
+    const __m128i b1 = _mm_maddubs_epi16(_mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 12)), pick), w);
+    return _mm_packus_epi16(round7(b0), round7(b1));
+}
+
+template <bool store_aligned>
+void two_thirds_horizontal(const uint8_t* src, uint8_t* dst, uint32_t bytes)
+{
+    uint32_t i = 0;
+    for (; i + 16 <= bytes; i += 16) store<store_aligned>(dst + i, two_thirds_group(src + i + i / 2));
+    if (i < bytes) {
+        alignas(16) uint8_t tail[16];
+        _mm_store_si128(reinterpret_cast<__m128i*>(tail), two_thirds_group(src + i + i / 2));
+        std::memcpy(dst + i, tail, bytes - i);
+    }
+}
+
+template <bool src_aligned, bool dst_aligned>
+const row_functions_t s_rows = {blend_rows<src_aligned, true>,  blend_rows<src_aligned, dst_aligned>,
+                                horizontal<dst_aligned>,        halve<src_aligned, dst_aligned>,
+                                two_thirds_vertical<src_aligned>, two_thirds_horizontal<dst_aligned>};
+
+}  // namespace
+
+const row_functions_t& ssse3_row_functions(bool src_aligned, bool dst_aligned)
+{
+    if (src_aligned) return dst_aligned ? s_rows<true, true> : s_rows<true, false>;
+    return dst_aligned ? s_rows<false, true> : s_rows<false, false>;
+}
+
+const row_functions_t& select_row_functions(bool src_aligned, bool dst_aligned)
+{
+    return ssse3_row_functions(src_aligned, dst_aligned);
+}
+
+}  // namespace Drivers::Mac::ZAV::VirtualCamera::resample

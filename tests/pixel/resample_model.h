@@ -1,0 +1,163 @@
+// An independent, deliberately plain model of the UYVY resampler, written from the rules of
+// the scaler (mapping, positions, phases, clamps, truncating blends) one sample at a time,
+// for comparison with the library. Images are packed: 2 * width bytes per row.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+namespace zav_resample_test {
+
+struct packed_t {
+    uint32_t m_width = 0;
+    uint32_t m_height = 0;
+    std::vector<uint8_t> m_bytes;
+
+    packed_t() = default;
+    packed_t(uint32_t w, uint32_t h) : m_width(w), m_height(h), m_bytes(size_t{w} * h * 2, 0) {}
+    uint8_t* row(uint32_t y) { return m_bytes.data() + size_t{y} * 2 * m_width; }
+    const uint8_t* row(uint32_t y) const { return m_bytes.data() + size_t{y} * 2 * m_width; }
+};
+
+namespace model {
+
+inline int luma(const std::vector<uint8_t>& row, int64_t i) { return i < 0 || 2 * i + 1 >= int64_t(row.size()) ? 0 : row[2 * i + 1]; }
+// Chroma sample c (0 Cb, 1 Cr) of pixel pair p; 0 outside the row (only ever weighted by 0).
+inline int chroma(const std::vector<uint8_t>& row, int64_t p, int c)
+{
+    const int64_t at = 4 * p + 2 * c;
+    return p < 0 || at >= int64_t(row.size()) ? 0 : row[at];
+}
+inline int lerp6(int a, int b, int f) { return (a * (64 - f) + b * f) >> 6; }
+inline int avg(int a, int b) { return (a + b + 1) >> 1; }
+inline int third(int near_v, int far_v) { return (85 * near_v + 43 * far_v + 64) >> 7; }
+
+inline void default_mapping(uint32_t s, uint32_t d, float& scale, float& offset)
+{
+    scale = float(s) / float(d);
+    offset = (float(s) - float(d)) * 0.5f / float(d);
+}
+
+inline bool remapped(float scale, float offset, uint32_t s, uint32_t d)
+{
+    float ds, dofs;
+    default_mapping(s, d, ds, dofs);
+    return !(std::fabs(offset - dofs) < 0.1f && std::fabs(float(d) * scale - float(s)) < 0.1f);
+}
+
+inline std::vector<uint8_t> source_row(const packed_t& src, int64_t y)
+{
+    y = std::min<int64_t>(std::max<int64_t>(y, 0), src.m_height - 1);
+    return std::vector<uint8_t>(src.row(uint32_t(y)), src.row(uint32_t(y)) + 2 * src.m_width);
+}
+
+inline void halve(const packed_t& src, packed_t& dst)
+{
+    for (uint32_t y = 0; y < dst.m_height; ++y) {
+        const std::vector<uint8_t> s = source_row(src, 2 * y), t = source_row(src, 2 * y + 1);
+        uint8_t* out = dst.row(y);
+        for (uint32_t k = 0; k < dst.m_width; ++k)
+            out[2 * k + 1] = uint8_t(avg(avg(luma(s, 2 * k), luma(t, 2 * k)), avg(luma(s, 2 * k + 1), luma(t, 2 * k + 1))));
+        for (uint32_t m = 0; 2 * m < dst.m_width; ++m)
+            for (int c = 0; c < 2; ++c)
+                out[4 * m + 2 * c] = uint8_t(avg(avg(chroma(s, 2 * m, c), chroma(t, 2 * m, c)), avg(chroma(s, 2 * m + 1, c), chroma(t, 2 * m + 1, c))));
+    }
+}
+
+// The 3-to-2 area filter: near sample 2/3, far sample 1/3, on both axes, vertical first.
+inline void two_thirds(const packed_t& src, packed_t& dst)
+{
+    for (uint32_t y = 0; y < dst.m_height; ++y) {
+        const uint32_t band = y / 2 * 3;
+        const std::vector<uint8_t> near_row = source_row(src, y % 2 ? band + 2 : band), mid = source_row(src, band + 1);
+        std::vector<uint8_t> v(near_row.size());
+        for (size_t i = 0; i < v.size(); ++i) v[i] = uint8_t(third(near_row[i], mid[i]));
+        uint8_t* out = dst.row(y);
+        for (uint32_t k = 0; k < dst.m_width; ++k) {
+            const uint32_t b = k / 4, j = k % 4;
+            const int near_i = int(6 * b + (j == 0 ? 0 : j == 1 ? 2 : j == 2 ? 3 : 5));
+            const int far_i = int(6 * b + (j < 2 ? 1 : 4));
+            out[2 * k + 1] = uint8_t(third(luma(v, near_i), luma(v, far_i)));
+        }
+        for (uint32_t m = 0; 2 * m < dst.m_width; ++m) {
+            const uint32_t b = m / 2;
+            const int near_p = int(3 * b + (m % 2 ? 2 : 0)), far_p = int(3 * b + 1);
+            for (int c = 0; c < 2; ++c)
+                if (2 * m + c < dst.m_width || c == 0) out[4 * m + 2 * c] = uint8_t(third(chroma(v, near_p, c), chroma(v, far_p, c)));
+        }
+    }
+}
+
+inline void general(const packed_t& src, packed_t& dst, float sx, float ox, float sy, float oy, bool rx, bool ry)
+{
+    const int64_t ws = src.m_width;
+    const bool scale_x = rx || dst.m_width != src.m_width;
+    const bool scale_y = ry || dst.m_height != src.m_height;
+    const int64_t x0 = int32_t(ox * 65536.0f), dx = int32_t(sx * 65536.0f);
+    const int64_t y0 = int32_t(oy * 65536.0f), dy = int32_t(sy * 65536.0f);
+    for (uint32_t y = 0; y < dst.m_height; ++y) {
+        // Vertical: one source row, or two blended with a 6-bit phase.
+        std::vector<uint8_t> v;
+        if (!scale_y) {
+            v = source_row(src, y);
+        } else {
+            const int64_t pos = y0 + int64_t(y) * dy;
+            int64_t r = pos >> 16;
+            int f = int((pos >> 10) & 63);
+            if (f > 61) {
+                r += 1;
+                f = 0;
+            }
+            const std::vector<uint8_t> a = source_row(src, r), b = source_row(src, r + 1);
+            v = a;
+            if (f >= 3)
+                for (size_t i = 0; i < v.size(); ++i) v[i] = uint8_t(lerp6(a[i], b[i], f));
+        }
+        uint8_t* out = dst.row(y);
+        if (!scale_x) {
+            std::copy(v.begin(), v.end(), out);
+            continue;
+        }
+        const int64_t luma_max = (ws << 16) - 65537;
+        const int64_t chroma_max = ((ws << 16) - 65536) / 131072 * 131072;
+        for (uint32_t k = 0; k < dst.m_width; ++k) {
+            int64_t x = x0 + int64_t(k) * dx;
+            x = std::max<int64_t>(std::min(x, luma_max), 0);
+            const int64_t i = x >> 16;
+            out[2 * k + 1] = uint8_t(lerp6(luma(v, i), luma(v, i + 1), int((x >> 10) & 63)));
+        }
+        for (uint32_t m = 0; 2 * m < dst.m_width; ++m) {
+            int64_t x = x0 + int64_t(2 * m) * dx;
+            x = std::max<int64_t>(std::min(x, chroma_max), 0);
+            const int64_t p = x >> 17;
+            const int f = int((x >> 11) & 63);
+            out[4 * m] = uint8_t(lerp6(chroma(v, p, 0), chroma(v, p + 1, 0), f));
+            if (2 * m + 1 < dst.m_width) out[4 * m + 2] = uint8_t(lerp6(chroma(v, p, 1), chroma(v, p + 1, 1), f));
+        }
+    }
+}
+
+}  // namespace model
+
+// The kernel: explicit (x, y) scales and offsets when both are given, else centre-aligned.
+inline void model_kernel(const packed_t& src, packed_t& dst, const float* scales = nullptr, const float* offsets = nullptr)
+{
+    if (!src.m_width || !src.m_height || !dst.m_width || !dst.m_height) return;
+    float sx, ox, sy, oy;
+    model::default_mapping(src.m_width, dst.m_width, sx, ox);
+    model::default_mapping(src.m_height, dst.m_height, sy, oy);
+    if (scales && offsets) {
+        sx = scales[0], sy = scales[1], ox = offsets[0], oy = offsets[1];
+    }
+    const bool rx = model::remapped(sx, ox, src.m_width, dst.m_width);
+    const bool ry = model::remapped(sy, oy, src.m_height, dst.m_height);
+    if (!rx && !ry) {
+        if (dst.m_width == (src.m_width / 2 & ~1u) && dst.m_height == src.m_height / 2) return model::halve(src, dst);
+        if (dst.m_width == (2 * src.m_width / 3 & ~1u) && dst.m_height == 2 * src.m_height / 3) return model::two_thirds(src, dst);
+    }
+    model::general(src, dst, sx, ox, sy, oy, rx, ry);
+}
+
+}  // namespace zav_resample_test
