@@ -11,8 +11,6 @@ CF_EXTERN_C_BEGIN
 
 typedef void* (*CFPlugInFactoryFunction)(CFAllocatorRef allocator, CFUUIDRef typeUUID);
 
-CF_EXPORT CFTypeID CFPlugInGetTypeID(void);
-
 // A plug-in calls these when an instance made by one of its factories comes and goes; the
 // counts are per factory id.
 CF_EXPORT void CFPlugInAddInstanceForFactory(CFUUIDRef factoryID);
