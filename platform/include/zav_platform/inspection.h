@@ -94,6 +94,14 @@ std::vector<CFTypeRef> clocks_invalidated();   // not retained
 // Forgets every record above (objects, clocks and switches are not touched).
 void clear_records();
 
+// ---- The DAL system -------------------------------------------------------------------------
+
+// Tears down and releases every plug-in the DAL system loaded, closes their executables and
+// forgets their objects, all property listeners and the system object's settings, so that the
+// next client call loads plug-ins afresh from the search folders as they are then (for
+// example after CMIO_DAL_PLUGIN_PATH changed). Only while no other thread uses CoreMediaIO.
+void unload_plug_ins();
+
 }  // namespace zav_platform::inspection
 
 #endif
