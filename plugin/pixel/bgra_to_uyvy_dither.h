@@ -22,4 +22,11 @@ void dither_uyvy_row_c(float* row, int32_t width, uint8_t* dst);
 void dither_uyvy_rows_wavefront(float* first_row, int32_t width, int32_t rows, uint8_t* dst,
                                 ptrdiff_t dst_stride);
 
+// The same bytes again, with fifteen rows dithered side by side in the lanes of four vectors and
+// a sixteenth lane taking the error that the last of them passes down. Lane r holds row r
+// shifted right by two pairs per row, so at every step all lanes work on the same cell; a row's
+// shares into the row below move one lane up. The lanes live in a small ring of cells filled
+// from the scratch rows just ahead of use, and the receiving row is written back behind it.
+void dither_uyvy_rows_lanes(float* first_row, int32_t width, int32_t rows, uint8_t* dst, ptrdiff_t dst_stride);
+
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

@@ -10,9 +10,10 @@ namespace Drivers::Mac::ZAV::VirtualCamera {
 
 namespace {
 
-// Rows converted ahead of the packing pass in the fast schedule; matches the rows it keeps in
-// flight, so that a band's rows and the row below it are ready before the band starts.
-constexpr int32_t k_rows_ahead = 4;
+// Rows dithered per band in the interleaved schedules: the rows that the packing kernel keeps
+// in flight, so that a band's rows and the row below it are converted just before it starts.
+constexpr int32_t k_band_rows_wavefront = 4;
+constexpr int32_t k_band_rows_lanes = 15;
 
 struct byte_range_t {
     uintptr_t m_begin;
@@ -79,20 +80,29 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
     const byte_range_t dst_range = image_range(dst, dst_stride, height, (w + 1) / 2 * 4);
     const bool interleave = !m || (!overlap(dst_range, image_range(src, src_stride, height, 4 * w)) &&
                                    !overlap(dst_range, image_range(alpha, alpha_stride, height, w)));
+    const bool lanes = schedule == bgra_to_uyvy_schedule_t::fast;
+    auto dither_rows = [&](int32_t y, int32_t rows) {
+        float* first = scratch + row_floats * y;
+        uint8_t* out = dst + static_cast<ptrdiff_t>(dst_stride) * y;
+        if (lanes)
+            dither_uyvy_rows_lanes(first, width, rows, out, dst_stride);
+        else
+            dither_uyvy_rows_wavefront(first, width, rows, out, dst_stride);
+    };
     if (!interleave) {
         for (int32_t y = 0; y < height; ++y) convert_row(y, true);
-        dither_uyvy_rows_wavefront(scratch, width, height, dst, dst_stride);
+        dither_rows(0, height);
         return;
     }
 
     // Row y + 1 must hold its converted values before row y's packing adds error to it.
+    const int32_t band_rows = lanes ? k_band_rows_lanes : k_band_rows_wavefront;
     int32_t converted = 0;
-    for (int32_t y = 0; y < height; y += k_rows_ahead) {
-        const int32_t band = std::min(k_rows_ahead, height - y);
+    for (int32_t y = 0; y < height; y += band_rows) {
+        const int32_t band = std::min(band_rows, height - y);
         const int32_t needed = std::min(y + band + 1, height);
         for (; converted < needed; ++converted) convert_row(converted, true);
-        dither_uyvy_rows_wavefront(scratch + row_floats * y, width, band,
-                                   dst + static_cast<ptrdiff_t>(dst_stride) * y, dst_stride);
+        dither_rows(y, band);
     }
 }
 

@@ -12,7 +12,9 @@ enum class bgra_to_uyvy_schedule_t {
     // the packing pass row by row with the reference row function.
     reference,
     // The vector colour row, converted only just ahead of the packing pass so that the scratch
-    // rows are still in cache, and the packing pass with several rows in flight.
+    // rows are still in cache, and the packing pass with several rows in flight in scalar code.
+    wavefront,
+    // As `wavefront`, with the rows in flight in the lanes of vectors: the production schedule.
     fast,
 };
 

@@ -1,0 +1,254 @@
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include "pixel/bgra_to_uyvy_dither.h"
+#include "pixel/simd.h"
+
+namespace Drivers::Mac::ZAV::VirtualCamera {
+
+namespace {
+
+// Vectors per cell and lanes in all. The vectors of one step are independent of each other (a
+// vector only uses what the one above it produced in earlier steps), which lets the processor
+// overlap their long quantise-and-spread chains.
+constexpr int32_t k_vectors = 4;
+constexpr int32_t k_lanes = 4 * k_vectors;
+// Rows dithered per band; the last lane only receives the downward shares of the one above.
+constexpr int32_t k_active_lanes = k_lanes - 1;
+// Lane r holds slot s of its row at cell s + k_cell_lag * r: two pairs (four slots) per row,
+// the least lag at which every share lands in the order of the row-by-row loop.
+constexpr int32_t k_cell_lag = 4;
+// Ring of cells: a step touches cells j..j+6, loading runs a few cells ahead of that and the
+// write-back a few behind.
+constexpr int32_t k_ring = 32;
+constexpr int32_t k_ring_mask = k_ring - 1;
+// A cell: for each component (Y, Cb, Cr) the values of all lanes.
+constexpr int32_t k_comp_floats = k_lanes;
+constexpr int32_t k_cell_floats = 3 * k_comp_floats;
+
+struct lanes_t {
+    alignas(16) float m_cells[k_ring * k_cell_floats];
+    float* m_p_rows[k_lanes];  // slot 0 of each lane's scratch row, null for an empty lane
+    int32_t m_slots = 0;       // width + 3
+    int32_t m_loaded = 0;      // cells below this index are in the ring
+    int32_t m_written = 0;     // receiver cells below this index are back in the scratch
+    int32_t m_receiver = 0;
+
+    float* cell(int32_t k) { return m_cells + (k & k_ring_mask) * k_cell_floats; }
+
+    bool row_has(int32_t lane, int32_t first_slot, int32_t count) const
+    {
+        return m_p_rows[lane] && first_slot >= 0 && first_slot + count <= m_slots;
+    }
+
+    // Fills cells [k, k + 4) of the ring from the lanes' rows.
+    void load4(int32_t k)
+    {
+        for (int32_t v = 0; v < k_vectors; ++v) {
+            bool inside = true;
+            for (int32_t r = 4 * v; r < 4 * v + 4; ++r) inside = inside && row_has(r, k - k_cell_lag * r, 4);
+            if (inside) {
+                // Twelve floats (four slots) of each of four rows transpose into four cells.
+                __m128 x[4][3];
+                for (int32_t r = 0; r < 4; ++r) {
+                    const int32_t lane = 4 * v + r;
+                    const float* p = m_p_rows[lane] + 3 * (k - k_cell_lag * lane);
+                    for (int i = 0; i < 3; ++i) x[r][i] = _mm_loadu_ps(p + 4 * i);
+                }
+                for (int i = 0; i < 3; ++i) {
+                    _MM_TRANSPOSE4_PS(x[0][i], x[1][i], x[2][i], x[3][i]);
+                    for (int f = 0; f < 4; ++f) {
+                        const int32_t flat = 4 * i + f;  // float index within the four slots
+                        float* out = cell(k + flat / 3) + (flat % 3) * k_comp_floats + 4 * v;
+                        _mm_store_ps(out, x[f][i]);
+                    }
+                }
+                continue;
+            }
+            for (int32_t kk = k; kk < k + 4; ++kk) {
+                float* out = cell(kk);
+                for (int32_t lane = 4 * v; lane < 4 * v + 4; ++lane) {
+                    const int32_t s = kk - k_cell_lag * lane;
+                    const bool has = row_has(lane, s, 1);
+                    for (int c = 0; c < 3; ++c)
+                        out[c * k_comp_floats + lane] = has ? m_p_rows[lane][3 * s + c] : 0.0f;
+                }
+            }
+        }
+    }
+
+    void load_through(int32_t k)
+    {
+        while (m_loaded <= k) {
+            load4(m_loaded);
+            m_loaded += 4;
+        }
+    }
+
+    // Copies the receiving lane's final cells below `k` back into its scratch row.
+    void write_back_below(int32_t k)
+    {
+        k = std::min(k, m_loaded);
+        float* row = m_p_rows[m_receiver];
+        for (; m_written < k; ++m_written) {
+            const int32_t s = m_written - k_cell_lag * m_receiver;
+            if (s < 0 || s >= m_slots) continue;
+            const float* in = cell(m_written);
+            for (int c = 0; c < 3; ++c) row[3 * s + c] = in[c * k_comp_floats + m_receiver];
+        }
+    }
+};
+
+// (e * weight) + target, lane by lane.
+inline __m128 spread(__m128 target, __m128 e, __m128 weight)
+{
+    return _mm_add_ps(_mm_mul_ps(e, weight), target);
+}
+
+// Shares of vector v moved one lane up: lane r's share lands in lane r + 1, the first lane
+// taking the last lane of the vector above (none for the first vector).
+inline __m128 shift_down(__m128 share, __m128 share_above)
+{
+    return _mm_castsi128_ps(_mm_alignr_epi8(_mm_castps_si128(share), _mm_castps_si128(share_above), 12));
+}
+
+inline __m128 shift_down_first(__m128 share)
+{
+    return _mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(share), 4));
+}
+
+// Adds the downward shares e * weight of all vectors into a cell component of the row below.
+inline void spread_down(float* target, const __m128 (&e)[k_vectors], __m128 weight)
+{
+    __m128 share[k_vectors];
+    for (int32_t v = 0; v < k_vectors; ++v) share[v] = _mm_mul_ps(e[v], weight);
+    _mm_store_ps(target, _mm_add_ps(shift_down_first(share[0]), _mm_load_ps(target)));
+    for (int32_t v = 1; v < k_vectors; ++v)
+        _mm_store_ps(target + 4 * v, _mm_add_ps(shift_down(share[v], share[v - 1]), _mm_load_ps(target + 4 * v)));
+}
+
+// Adds the same-row shares e * weight into a cell component.
+inline void spread_right(float* target, const __m128 (&e)[k_vectors], __m128 weight)
+{
+    for (int32_t v = 0; v < k_vectors; ++v) _mm_store_ps(target + 4 * v, spread(_mm_load_ps(target + 4 * v), e[v], weight));
+}
+
+// (v + 0.5) truncated, low byte kept, error against it; inactive lanes pass on no error.
+inline void quantise(const float* values, const __m128 (&active)[k_vectors], __m128i (&stored)[k_vectors],
+                     __m128 (&error)[k_vectors])
+{
+    for (int32_t v = 0; v < k_vectors; ++v) {
+        const __m128 x = _mm_load_ps(values + 4 * v);
+        const __m128i q = _mm_cvttps_epi32(_mm_add_ps(x, _mm_set1_ps(0.5f)));
+        stored[v] = _mm_and_si128(q, _mm_set1_epi32(0xff));
+        error[v] = _mm_and_ps(_mm_sub_ps(x, _mm_cvtepi32_ps(stored[v])), active[v]);
+    }
+}
+
+}  // namespace
+
+void dither_uyvy_rows_lanes(float* first_row, int32_t width, int32_t rows, uint8_t* dst, ptrdiff_t dst_stride)
+{
+    if (width < 1) return;
+    const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
+    const int32_t pairs = width / 2 + (width & 1);
+    const __m128 w_right = _mm_set1_ps(0.4375f);
+    const __m128 w_below_left = _mm_set1_ps(0.1875f);
+    const __m128 w_below = _mm_set1_ps(0.3125f);
+    const __m128 w_below_right = _mm_set1_ps(0.0625f);
+    constexpr int32_t cb = k_comp_floats;
+    constexpr int32_t cr = 2 * k_comp_floats;
+
+    for (int32_t y = 0; y < rows; y += k_active_lanes) {
+        const int32_t active = std::min(k_active_lanes, rows - y);
+        lanes_t lanes;
+        lanes.m_slots = width + 3;
+        lanes.m_receiver = active;
+        for (int32_t r = 0; r < k_lanes; ++r) lanes.m_p_rows[r] = r <= active ? first_row + row_floats * (y + r) : nullptr;
+
+        // Lane r works on pair t - 2r of its row when that pair exists; in the middle of the
+        // band every row has one.
+        alignas(16) int32_t on[k_lanes];
+        __m128 all_on[k_vectors];
+        for (int32_t r = 0; r < k_lanes; ++r) on[r] = r < active ? -1 : 0;
+        for (int32_t v = 0; v < k_vectors; ++v)
+            all_on[v] = _mm_castsi128_ps(_mm_load_si128(reinterpret_cast<const __m128i*>(on + 4 * v)));
+        const int32_t full_from = 2 * (active - 1);
+
+        const int32_t steps = pairs + 2 * (active - 1);
+        for (int32_t t = 0; t < steps; ++t) {
+            const int32_t j = 2 * t + 1;
+            lanes.load_through(j + 6);
+
+            const bool full = t >= full_from && t < pairs;
+            __m128 mask[k_vectors];
+            if (full) {
+                std::copy(all_on, all_on + k_vectors, mask);
+            } else {
+                for (int32_t r = 0; r < k_lanes; ++r) {
+                    const int32_t i = t - 2 * r;
+                    on[r] = (r < active && i >= 0 && i < pairs) ? -1 : 0;
+                }
+                for (int32_t v = 0; v < k_vectors; ++v)
+                    mask[v] = _mm_castsi128_ps(_mm_load_si128(reinterpret_cast<const __m128i*>(on + 4 * v)));
+            }
+
+            float* c0 = lanes.cell(j);
+            float* c1 = lanes.cell(j + 1);
+            float* c2 = lanes.cell(j + 2);
+            float* c3 = lanes.cell(j + 3);
+            float* c4 = lanes.cell(j + 4);
+            float* c5 = lanes.cell(j + 5);
+            float* c6 = lanes.cell(j + 6);
+
+            __m128i bytes[4][k_vectors];  // Cb, Y0, Cr, Y1
+            __m128 e[k_vectors];
+            for (int c = 1; c <= 2; ++c) {
+                const int32_t o = c == 1 ? cb : cr;
+                alignas(16) float average[k_lanes];
+                for (int32_t v = 0; v < k_vectors; ++v)
+                    _mm_store_ps(average + 4 * v, _mm_mul_ps(_mm_add_ps(_mm_load_ps(c0 + o + 4 * v), _mm_load_ps(c1 + o + 4 * v)),
+                                                             _mm_set1_ps(0.5f)));
+                quantise(average, mask, bytes[c == 1 ? 0 : 2], e);
+                // Cell j+2 of the row below takes the 3/16 share of the row above before its own
+                // row's 7/16 share, as in the row-by-row order.
+                spread_down(c2 + o, e, w_below_left);
+                spread_right(c2 + o, e, w_right);
+                spread_down(c4 + o, e, w_below);
+                spread_down(c6 + o, e, w_below_right);
+            }
+            quantise(c0, mask, bytes[1], e);
+            spread_right(c1, e, w_right);
+            spread_down(c3, e, w_below_left);
+            spread_down(c4, e, w_below);
+            spread_down(c5, e, w_below_right);
+            // Y of the pair's second pixel, read after the first pixel's share landed on it.
+            quantise(c1, mask, bytes[3], e);
+            spread_right(c2, e, w_right);
+            spread_down(c4, e, w_below_left);
+            spread_down(c5, e, w_below);
+            spread_down(c6, e, w_below_right);
+
+            // Cb | Y0 << 8 | Cr << 16 | Y1 << 24: each lane's four output bytes.
+            alignas(16) uint32_t words[k_lanes];
+            for (int32_t v = 0; v < k_vectors; ++v) {
+                const __m128i packed = _mm_or_si128(
+                    _mm_or_si128(bytes[0][v], _mm_slli_epi32(bytes[1][v], 8)),
+                    _mm_or_si128(_mm_slli_epi32(bytes[2][v], 16), _mm_slli_epi32(bytes[3][v], 24)));
+                _mm_store_si128(reinterpret_cast<__m128i*>(words + 4 * v), packed);
+            }
+            for (int32_t r = 0; r < active; ++r) {
+                const int32_t i = t - 2 * r;
+                if (i < 0 || i >= pairs) continue;
+                std::memcpy(dst + dst_stride * (y + r) + 4 * static_cast<ptrdiff_t>(i), &words[r], 4);
+            }
+
+            // The receiving row's cells below j + 2 get no more shares.
+            lanes.write_back_below(j + 2);
+        }
+        lanes.write_back_below(INT32_MAX);
+    }
+}
+
+}  // namespace Drivers::Mac::ZAV::VirtualCamera
