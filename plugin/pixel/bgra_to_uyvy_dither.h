@@ -27,6 +27,10 @@ void dither_uyvy_rows_wavefront(float* first_row, int32_t width, int32_t rows, u
 // shifted right by two pairs per row, so at every step all lanes work on the same cell; a row's
 // shares into the row below move one lane up. The lanes live in a small ring of cells filled
 // from the scratch rows just ahead of use, and the receiving row is written back behind it.
-void dither_uyvy_rows_lanes(float* first_row, int32_t width, int32_t rows, uint8_t* dst, ptrdiff_t dst_stride);
+// Image row k lives in scratch row k % ring_rows (ring_rows >= 16, or the whole scratch), so a
+// caller can recycle a few rows; rows `first` to `first + rows` must be ready. `dst` points at
+// the destination row of `first`.
+void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width,
+                            uint8_t* dst, ptrdiff_t dst_stride);
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

@@ -148,7 +148,8 @@ inline void quantise(const float* values, const __m128 (&active)[k_vectors], __m
 
 }  // namespace
 
-void dither_uyvy_rows_lanes(float* first_row, int32_t width, int32_t rows, uint8_t* dst, ptrdiff_t dst_stride)
+void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width,
+                            uint8_t* dst, ptrdiff_t dst_stride)
 {
     if (width < 1) return;
     const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
@@ -165,7 +166,8 @@ void dither_uyvy_rows_lanes(float* first_row, int32_t width, int32_t rows, uint8
         lanes_t lanes;
         lanes.m_slots = width + 3;
         lanes.m_receiver = active;
-        for (int32_t r = 0; r < k_lanes; ++r) lanes.m_p_rows[r] = r <= active ? first_row + row_floats * (y + r) : nullptr;
+        for (int32_t r = 0; r < k_lanes; ++r)
+            lanes.m_p_rows[r] = r <= active ? scratch + row_floats * ((first + y + r) % ring_rows) : nullptr;
 
         // Lane r works on pair t - 2r of its row when that pair exists; in the middle of the
         // band every row has one.

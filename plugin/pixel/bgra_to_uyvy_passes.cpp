@@ -14,6 +14,8 @@ namespace {
 // in flight, so that a band's rows and the row below it are converted just before it starts.
 constexpr int32_t k_band_rows_wavefront = 4;
 constexpr int32_t k_band_rows_lanes = 15;
+// Scratch rows that the vector schedule recycles: a band and the row below it.
+constexpr int32_t k_ring_rows = k_band_rows_lanes + 1;
 
 struct byte_range_t {
     uintptr_t m_begin;
@@ -54,16 +56,18 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
     const colour_matrix_t* m = colour_matrix_for(matrix);
     const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
 
-    auto convert_row = [&](int32_t y, bool vector) {
+    // Converts image row y into the scratch row at `row` (slot 1 is image column 0).
+    auto convert_row_into = [&](int32_t y, float* row, bool vector) {
         if (!m) return;
         const uint8_t* s = src + static_cast<ptrdiff_t>(src_stride) * y;
-        float* slots = scratch + row_floats * y + 3;  // slot 1 is image column 0
+        float* slots = row + 3;
         uint8_t* a = alpha + static_cast<ptrdiff_t>(alpha_stride) * y;
         if (vector)
             bgra_to_yuv_row(s, slots, a, width, *m);
         else
             bgra_to_yuv_row_c(s, slots, a, width, *m);
     };
+    auto convert_row = [&](int32_t y, bool vector) { convert_row_into(y, scratch + row_floats * y, vector); };
 
     if (schedule == bgra_to_uyvy_schedule_t::reference) {
         for (int32_t y = 0; y < height; ++y) convert_row(y, false);
@@ -80,29 +84,55 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
     const byte_range_t dst_range = image_range(dst, dst_stride, height, (w + 1) / 2 * 4);
     const bool interleave = !m || (!overlap(dst_range, image_range(src, src_stride, height, 4 * w)) &&
                                    !overlap(dst_range, image_range(alpha, alpha_stride, height, w)));
-    const bool lanes = schedule == bgra_to_uyvy_schedule_t::fast;
-    auto dither_rows = [&](int32_t y, int32_t rows) {
-        float* first = scratch + row_floats * y;
-        uint8_t* out = dst + static_cast<ptrdiff_t>(dst_stride) * y;
-        if (lanes)
-            dither_uyvy_rows_lanes(first, width, rows, out, dst_stride);
-        else
-            dither_uyvy_rows_wavefront(first, width, rows, out, dst_stride);
-    };
-    if (!interleave) {
-        for (int32_t y = 0; y < height; ++y) convert_row(y, true);
-        dither_rows(0, height);
+    if (schedule == bgra_to_uyvy_schedule_t::wavefront) {
+        if (!interleave) {
+            for (int32_t y = 0; y < height; ++y) convert_row(y, true);
+            dither_uyvy_rows_wavefront(scratch, width, height, dst, dst_stride);
+            return;
+        }
+        // Row y + 1 must hold its converted values before row y's packing adds error to it.
+        int32_t converted = 0;
+        for (int32_t y = 0; y < height; y += k_band_rows_wavefront) {
+            const int32_t band = std::min(k_band_rows_wavefront, height - y);
+            const int32_t needed = std::min(y + band + 1, height);
+            for (; converted < needed; ++converted) convert_row(converted, true);
+            dither_uyvy_rows_wavefront(scratch + row_floats * y, width, band,
+                                       dst + static_cast<ptrdiff_t>(dst_stride) * y, dst_stride);
+        }
         return;
     }
 
-    // Row y + 1 must hold its converted values before row y's packing adds error to it.
-    const int32_t band_rows = lanes ? k_band_rows_lanes : k_band_rows_wavefront;
-    int32_t converted = 0;
-    for (int32_t y = 0; y < height; y += band_rows) {
-        const int32_t band = std::min(band_rows, height - y);
-        const int32_t needed = std::min(y + band + 1, height);
-        for (; converted < needed; ++converted) convert_row(converted, true);
-        dither_rows(y, band);
+    if (!interleave) {
+        for (int32_t y = 0; y < height; ++y) convert_row(y, true);
+        dither_uyvy_rows_lanes(scratch, height + 1, 0, height, width, dst, dst_stride);
+        return;
+    }
+
+    // Interleaved, the converted rows only live until their band is dithered, so the first
+    // k_ring_rows scratch rows are recycled and stay in cache. A recycled row takes the guard
+    // slots (never converted, so still uncleared memory plus nothing else) from the row that the
+    // image row owns, and the guard row is taken whole: the bytes are those of the full scratch.
+    const int32_t ring_rows = static_cast<int32_t>(std::min<int64_t>(int64_t(height) + 1, k_ring_rows));
+    auto prepare_row = [&](int32_t y) {
+        float* own = scratch + row_floats * y;
+        float* ring = scratch + row_floats * (y % ring_rows);
+        if (ring != own) {
+            if (y < height && m) {
+                std::copy(own, own + 3, ring);
+                std::copy(own + row_floats - 6, own + row_floats, ring + row_floats - 6);
+            } else {
+                std::copy(own, own + row_floats, ring);
+            }
+        }
+        if (y < height) convert_row_into(y, ring, true);
+    };
+    int32_t prepared = 0;
+    for (int32_t y = 0; y < height; y += k_band_rows_lanes) {
+        const int32_t band = std::min(k_band_rows_lanes, height - y);
+        // The band's rows and the row below it (the guard row after the last band).
+        for (; prepared <= y + band; ++prepared) prepare_row(prepared);
+        dither_uyvy_rows_lanes(scratch, ring_rows, y, band, width, dst + static_cast<ptrdiff_t>(dst_stride) * y,
+                               dst_stride);
     }
 }
 
