@@ -1,5 +1,5 @@
-// The two fixed-ratio paths of the kernel: halving (2x2 average) and two-thirds (a 3-to-2
-// area filter on both axes).
+// The two fixed-ratio paths of the kernel: halving (2x2 average) and two-thirds (a 4-tap
+// 3-to-2 filter on both axes).
 #include <cstring>
 
 #include "pixel/resample_internal.h"
@@ -23,26 +23,31 @@ void halving_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const row_fu
 
 void two_thirds_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const row_functions_t& rows)
 {
-    // Each band of three source rows gives two destination rows. The vertical filter runs
-    // first, into two row buffers, and the horizontal one reads them.
+    // Each band of three source rows gives two destination rows, each filtered from four
+    // source rows (clamped at the picture's edges) into a row buffer, then horizontally.
+    // A row buffer holds the row at a 16-byte offset, so that its edge pixels can be repeated
+    // in the 4 bytes before and after it, and has slack for whole-group loads.
     const uint32_t src_bytes = 2 * src.m_width;
     const uint32_t dst_bytes = 2 * dst.m_width;
-    // Rounded to 32 bytes so that the second buffer stays aligned like the first.
-    const size_t buffer_bytes = (size_t{src_bytes} + k_row_slack + 31) & ~size_t{31};
-    scratch_t<2 * (2 * 4096 + k_row_slack)> memory(2 * buffer_bytes);
-    uint8_t* const upper = memory.data();
-    uint8_t* const lower = upper + buffer_bytes;
-    std::memset(upper + src_bytes, 0, buffer_bytes - src_bytes);
-    std::memset(lower + src_bytes, 0, buffer_bytes - src_bytes);
+    const size_t buffer_bytes = (16 + size_t{src_bytes} + k_row_slack + 31) & ~size_t{31};
+    scratch_t<2 * (16 + 2 * 4096 + k_row_slack + 32)> memory(2 * buffer_bytes);
+    std::memset(memory.data(), 0, 2 * buffer_bytes);
+    uint8_t* const buffers[2] = {memory.data() + 16, memory.data() + buffer_bytes + 16};
 
-    for (uint32_t y = 0; y < dst.m_height; y += 2) {
-        const size_t band = size_t{y} / 2 * 3;
-        rows.m_p_two_thirds_vertical(row_of(src, band), row_of(src, band + 1), upper, src_bytes);
-        rows.m_p_two_thirds_horizontal(upper, out_row(dst, y), dst_bytes);
-        // An odd destination height ends with the top half of a band of two rows.
-        if (y + 1 == dst.m_height) break;
-        rows.m_p_two_thirds_vertical(row_of(src, band + 2), row_of(src, band + 1), lower, src_bytes);
-        rows.m_p_two_thirds_horizontal(lower, out_row(dst, y + 1), dst_bytes);
+    const int64_t last_row = static_cast<int64_t>(src.m_height) - 1;
+    const auto source_row = [&](int64_t r) { return row_of(src, static_cast<size_t>(r < 0 ? 0 : r > last_row ? last_row : r)); };
+    for (uint32_t y = 0; y < dst.m_height; ++y) {
+        const uint32_t phase = y & 1u;
+        const int64_t first = int64_t{y / 2} * 3 - 1 + phase;
+        const uint8_t* const taps[4] = {source_row(first), source_row(first + 1), source_row(first + 2), source_row(first + 3)};
+        uint8_t* const row = buffers[phase];
+        rows.m_p_two_thirds_vertical(taps, phase, row, src_bytes);
+        // Repeat the edge pixels: Cb, Y, Cr, Y of the first and last pair, each pair's own
+        // luma replaced by the outermost one.
+        row[-4] = row[0], row[-3] = row[1], row[-2] = row[2], row[-1] = row[1];
+        const uint32_t e = src_bytes;
+        row[e] = row[e - 4], row[e + 1] = row[e - 1], row[e + 2] = row[e - 2], row[e + 3] = row[e - 1];
+        rows.m_p_two_thirds_horizontal(row, src_bytes, out_row(dst, y), dst_bytes);
     }
 }
 

@@ -79,11 +79,14 @@ struct row_functions_t {
     void (*m_p_horizontal)(const uint8_t* src, uint8_t* dst, const horizontal_map_t& map);
     // 2x2 average: dst byte = avg(avg(s1, t1), avg(s2, t2)), avg(x, y) = (x + y + 1) >> 1.
     void (*m_p_halve)(const uint8_t* row0, const uint8_t* row1, uint8_t* dst, uint32_t bytes);
-    // Vertical 3-to-2 tap: out = (85 * near + 43 * middle + 64) >> 7, into a row buffer.
-    void (*m_p_two_thirds_vertical)(const uint8_t* near_row, const uint8_t* middle_row, uint8_t* out, uint32_t bytes);
-    // Horizontal 3-to-2: every 12 source bytes give 8 destination bytes (see the reference).
-    // src is a row buffer that may be read 32 bytes past the last block.
-    void (*m_p_two_thirds_horizontal)(const uint8_t* src, uint8_t* dst, uint32_t bytes);
+    // Vertical 3-to-2: out = sum of 4 rows times the weights of phase 0 (destination row 2j,
+    // source rows 3j - 1 .. 3j + 2) or phase 1 (row 2j + 1, source rows 3j .. 3j + 3), see
+    // k_two_thirds_weights; rounded, clamped to 0..255. out is a row buffer.
+    void (*m_p_two_thirds_vertical)(const uint8_t* const rows[4], uint32_t phase, uint8_t* out, uint32_t bytes);
+    // Horizontal 3-to-2: every 6 source pixels give 4 destination pixels, each from 4 like
+    // samples. src is a row buffer of src_bytes whose 4 bytes before and after repeat its edge
+    // pixels, readable 32 bytes past that.
+    void (*m_p_two_thirds_horizontal)(const uint8_t* src, uint32_t src_bytes, uint8_t* dst, uint32_t bytes);
 };
 
 const row_functions_t& reference_row_functions();
@@ -91,6 +94,12 @@ const row_functions_t& reference_row_functions();
 const row_functions_t& ssse3_row_functions(bool src_aligned, bool dst_aligned);
 // The one place that chooses the row functions the kernel runs.
 const row_functions_t& select_row_functions(bool src_aligned, bool dst_aligned);
+
+// Weights (sum 128) of the two-thirds filter: a 4-tap Lanczos-3 windowed sinc stretched by
+// 1.5, sampled at the four phases that occur: luma and rows at 0.25 and 1.75 of each source
+// triple, chroma (on its half-resolution grid) at 0.125 and 1.625.
+constexpr int8_t k_two_thirds_luma[2][4] = {{13, 75, 48, -8}, {-8, 48, 75, 13}};
+constexpr int8_t k_two_thirds_chroma[2][4] = {{21, 78, 40, -11}, {-5, 56, 71, 6}};
 
 // Bytes of slack after the used part of every row buffer, so that vector loads and stores of
 // whole groups never leave it.

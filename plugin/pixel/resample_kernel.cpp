@@ -29,7 +29,8 @@ void resample_uyvy_kernel(const uyvy_plane_t& src, const uyvy_plane_t& dst, cons
             return;
         }
         const uint64_t two_thirds_width = (2ull * src.m_width / 3) & ~1ull;
-        if (dst.m_width == two_thirds_width && dst.m_height == 2ull * src.m_height / 3) {
+        // Widths are even; an odd one (half a pixel pair at the end) takes the general path.
+        if (dst.m_width == two_thirds_width && dst.m_height == 2ull * src.m_height / 3 && (src.m_width & 1u) == 0) {
             two_thirds_path(src, dst, rows);
             return;
         }

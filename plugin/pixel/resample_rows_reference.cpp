@@ -11,9 +11,12 @@ inline uint8_t blend6(uint32_t a, uint32_t b, uint32_t f) { return static_cast<u
 
 inline uint32_t avg(uint32_t a, uint32_t b) { return (a + b + 1) >> 1; }
 
-// The 3-to-2 filter: each output sample is 2/3 of its nearer and 1/3 of its farther source
-// sample (the area that the output pixel covers), in 7-bit weights with rounding.
-inline uint8_t third_blend(uint32_t near_v, uint32_t far_v) { return static_cast<uint8_t>((85 * near_v + 43 * far_v + 64) >> 7); }
+// One tap of the 3-to-2 filter: rounded, clamped to a byte.
+inline uint8_t filter4(const int8_t (&w)[4], int a, int b, int c, int d)
+{
+    const int v = (w[0] * a + w[1] * b + w[2] * c + w[3] * d + 64) >> 7;
+    return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v);
+}
 
 void blend_rows_ref(const uint8_t* top, const uint8_t* bottom, uint8_t* out, uint32_t bytes, uint32_t phase)
 {
@@ -43,21 +46,32 @@ void halve_ref(const uint8_t* row0, const uint8_t* row1, uint8_t* dst, uint32_t 
     }
 }
 
-void two_thirds_vertical_ref(const uint8_t* near_row, const uint8_t* middle_row, uint8_t* out, uint32_t bytes)
+void two_thirds_vertical_ref(const uint8_t* const rows[4], uint32_t phase, uint8_t* out, uint32_t bytes)
 {
-    for (uint32_t i = 0; i < bytes; ++i) out[i] = third_blend(near_row[i], middle_row[i]);
+    const int8_t(&w)[4] = k_two_thirds_luma[phase];
+    for (uint32_t i = 0; i < bytes; ++i) out[i] = filter4(w, rows[0][i], rows[1][i], rows[2][i], rows[3][i]);
 }
 
-void two_thirds_horizontal_ref(const uint8_t* src, uint8_t* dst, uint32_t bytes)
+void two_thirds_horizontal_ref(const uint8_t* src, uint32_t src_bytes, uint8_t* dst, uint32_t bytes)
 {
-    // Six source pixels (12 bytes) give four destination pixels (8 bytes). Luma Y0..Y5 become
-    // f(Y0,Y1), f(Y2,Y1), f(Y3,Y4), f(Y5,Y4); the three Cb (and Cr) samples become
-    // f(Cb0,Cb1), f(Cb2,Cb1), where f(near, far) = third_blend.
-    static constexpr uint8_t near_tap[8] = {0, 1, 2, 5, 8, 7, 10, 11};
-    static constexpr uint8_t far_tap[8] = {4, 3, 6, 3, 4, 9, 6, 9};
+    // Destination luma 2b and 2b + 1 take source luma 3b - 1 .. 3b + 2 and 3b .. 3b + 3;
+    // destination chroma pairs 2b and 2b + 1 take source pairs 3b - 1 .. 3b + 2 and 3b .. 3b + 3.
+    // Indices are clamped to the row.
+    const int last_y = static_cast<int>(src_bytes / 2) - 1;
+    const int last_pair = static_cast<int>(src_bytes / 4) - 1;
+    const auto y = [&](int i) { return static_cast<int>(src[2 * (i < 0 ? 0 : i > last_y ? last_y : i) + 1]); };
+    const auto c = [&](int p, int cr) { return static_cast<int>(src[4 * (p < 0 ? 0 : p > last_pair ? last_pair : p) + cr]); };
     for (uint32_t j = 0; j < bytes; ++j) {
-        const uint32_t s = 12 * (j / 8);
-        dst[j] = third_blend(src[s + near_tap[j % 8]], src[s + far_tap[j % 8]]);
+        const int k = static_cast<int>(j / 2);
+        if (j & 1u) {
+            const int first = 3 * (k / 2) - 1 + (k & 1);
+            dst[j] = filter4(k_two_thirds_luma[k & 1], y(first), y(first + 1), y(first + 2), y(first + 3));
+        } else {
+            const int m = k / 2;
+            const int cr = (k & 1) * 2;
+            const int first = 3 * (m / 2) - 1 + (m & 1);
+            dst[j] = filter4(k_two_thirds_chroma[m & 1], c(first, cr), c(first + 1, cr), c(first + 2, cr), c(first + 3, cr));
+        }
     }
 }
 

@@ -4,6 +4,7 @@
 // the previous one (a pure function of the input, so recomputing bytes is harmless) or, for
 // rows shorter than a vector, with the reference arithmetic.
 #include <cstring>
+#include <type_traits>
 
 #include "pixel/resample_internal.h"
 #include "pixel/simd.h"
@@ -149,48 +150,68 @@ void halve(const uint8_t* row0, const uint8_t* row1, uint8_t* dst, uint32_t byte
     }
 }
 
-inline __m128i third_blend16(__m128i near_v, __m128i middle_v, __m128i weights)
+// Two byte pairs, (a, b) and (c, d), times their weight pairs, summed, rounded: 8 lanes.
+inline __m128i filter4_lanes(__m128i ab, __m128i cd, __m128i w01, __m128i w23)
 {
-    const __m128i lo = round7(_mm_maddubs_epi16(_mm_unpacklo_epi8(near_v, middle_v), weights));
-    const __m128i hi = round7(_mm_maddubs_epi16(_mm_unpackhi_epi8(near_v, middle_v), weights));
-    return _mm_packus_epi16(lo, hi);
+    return round7(_mm_adds_epi16(_mm_maddubs_epi16(ab, w01), _mm_maddubs_epi16(cd, w23)));
+}
+
+inline __m128i weight_pair(int8_t first, int8_t second)
+{
+    return _mm_set1_epi16(static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint8_t>(second)) << 8 | static_cast<uint8_t>(first)));
 }
 
 template <bool load_aligned>
-void two_thirds_vertical(const uint8_t* near_row, const uint8_t* middle_row, uint8_t* out, uint32_t bytes)
+void two_thirds_vertical(const uint8_t* const rows[4], uint32_t phase, uint8_t* out, uint32_t bytes)
 {
     if (bytes < 16) {
-        reference_row_functions().m_p_two_thirds_vertical(near_row, middle_row, out, bytes);
+        reference_row_functions().m_p_two_thirds_vertical(rows, phase, out, bytes);
         return;
     }
-    const __m128i w = _mm_set1_epi16(static_cast<int16_t>((43 << 8) | 85));
+    const int8_t(&w)[4] = k_two_thirds_luma[phase];
+    const __m128i w01 = weight_pair(w[0], w[1]);
+    const __m128i w23 = weight_pair(w[2], w[3]);
+    const auto at = [&](uint32_t i, auto aligned) {
+        constexpr bool a = decltype(aligned)::value;
+        const __m128i r0 = load<a>(rows[0] + i), r1 = load<a>(rows[1] + i), r2 = load<a>(rows[2] + i), r3 = load<a>(rows[3] + i);
+        const __m128i lo = filter4_lanes(_mm_unpacklo_epi8(r0, r1), _mm_unpacklo_epi8(r2, r3), w01, w23);
+        const __m128i hi = filter4_lanes(_mm_unpackhi_epi8(r0, r1), _mm_unpackhi_epi8(r2, r3), w01, w23);
+        return _mm_packus_epi16(lo, hi);
+    };
     uint32_t i = 0;
-    for (; i + 16 <= bytes; i += 16)
-        _mm_store_si128(reinterpret_cast<__m128i*>(out + i), third_blend16(load<load_aligned>(near_row + i), load<load_aligned>(middle_row + i), w));
+    for (; i + 16 <= bytes; i += 16) _mm_store_si128(reinterpret_cast<__m128i*>(out + i), at(i, std::bool_constant<load_aligned>{}));
     if (i < bytes) {
         i = bytes - 16;
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), third_blend16(load<false>(near_row + i), load<false>(middle_row + i), w));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), at(i, std::false_type{}));
     }
 }
 
-inline __m128i two_thirds_group(const uint8_t* src)
+// 8 destination bytes of one 12-byte source block at src. The first two taps of every byte
+// come from the 16 bytes that start 4 bytes before the block, the last two from the 16 bytes
+// at the block: Cb'0, Y'0, Cr'0, Y'1, Cb'1, Y'2, Cr'1, Y'3.
+inline __m128i two_thirds_block(const uint8_t* src)
 {
-    // (near, far) byte pairs of the 8 destination bytes of one 12-byte block, and their weights.
-    const __m128i pick = _mm_setr_epi8(0, 4, 1, 3, 2, 6, 5, 3, 8, 4, 7, 9, 10, 6, 11, 9);
-    const __m128i w = _mm_set1_epi16(static_cast<int16_t>((43 << 8) | 85));
-    const __m128i b0 = _mm_maddubs_epi16(_mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), pick), w);
-    const __m128i b1 = _mm_maddubs_epi16(_mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 12)), pick), w);
-    return _mm_packus_epi16(round7(b0), round7(b1));
+    const __m128i pick_a = _mm_setr_epi8(0, 4, 3, 5, 2, 6, 5, 7, 4, 8, 9, 11, 6, 10, 11, 13);
+    const __m128i pick_b = _mm_setr_epi8(4, 8, 3, 5, 6, 10, 5, 7, 8, 12, 9, 11, 10, 14, 11, 13);
+    const __m128i w01 = _mm_setr_epi8(21, 78, 13, 75, 21, 78, -8, 48, -5, 56, 13, 75, -5, 56, -8, 48);
+    const __m128i w23 = _mm_setr_epi8(40, -11, 48, -8, 40, -11, 75, 13, 71, 6, 48, -8, 71, 6, 75, 13);
+    const __m128i a = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src - 4)), pick_a);
+    const __m128i b = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), pick_b);
+    return filter4_lanes(a, b, w01, w23);
 }
 
 template <bool store_aligned>
-void two_thirds_horizontal(const uint8_t* src, uint8_t* dst, uint32_t bytes)
+void two_thirds_horizontal(const uint8_t* src, uint32_t src_bytes, uint8_t* dst, uint32_t bytes)
 {
     uint32_t i = 0;
-    for (; i + 16 <= bytes; i += 16) store<store_aligned>(dst + i, two_thirds_group(src + i + i / 2));
+    for (; i + 16 <= bytes; i += 16) {
+        const uint8_t* block = src + i + i / 2;
+        store<store_aligned>(dst + i, _mm_packus_epi16(two_thirds_block(block), two_thirds_block(block + 12)));
+    }
     if (i < bytes) {
+        const uint8_t* block = src + i + i / 2;
         alignas(16) uint8_t tail[16];
-        _mm_store_si128(reinterpret_cast<__m128i*>(tail), two_thirds_group(src + i + i / 2));
+        _mm_store_si128(reinterpret_cast<__m128i*>(tail), _mm_packus_epi16(two_thirds_block(block), two_thirds_block(block + 12)));
         std::memcpy(dst + i, tail, bytes - i);
     }
 }

@@ -32,7 +32,6 @@ inline int chroma(const std::vector<uint8_t>& row, int64_t p, int c)
 }
 inline int lerp6(int a, int b, int f) { return (a * (64 - f) + b * f) >> 6; }
 inline int avg(int a, int b) { return (a + b + 1) >> 1; }
-inline int third(int near_v, int far_v) { return (85 * near_v + 43 * far_v + 64) >> 7; }
 
 inline void default_mapping(uint32_t s, uint32_t d, float& scale, float& offset)
 {
@@ -66,26 +65,37 @@ inline void halve(const packed_t& src, packed_t& dst)
     }
 }
 
-// The 3-to-2 area filter: near sample 2/3, far sample 1/3, on both axes, vertical first.
+// The 3-to-2 filter: per axis, output 2b from inputs 3b - 1 .. 3b + 2 and output 2b + 1
+// from 3b .. 3b + 3 (clamped to the picture), weights out of 128 from a Lanczos-3 kernel
+// stretched by 1.5 at the output's position (luma and rows 0.25 / 1.75 into the triple,
+// chroma 0.125 / 1.625 on its own grid); vertical first, each pass rounded to a byte.
+inline int tap4(const int (&w)[4], int a, int b, int c, int d)
+{
+    return std::min(255, std::max(0, (w[0] * a + w[1] * b + w[2] * c + w[3] * d + 64) >> 7));
+}
+
 inline void two_thirds(const packed_t& src, packed_t& dst)
 {
+    static const int luma_w[2][4] = {{13, 75, 48, -8}, {-8, 48, 75, 13}};
+    static const int chroma_w[2][4] = {{21, 78, 40, -11}, {-5, 56, 71, 6}};
+    const int64_t last_y = int64_t(src.m_width) - 1, last_p = int64_t(src.m_width) / 2 - 1;
     for (uint32_t y = 0; y < dst.m_height; ++y) {
-        const uint32_t band = y / 2 * 3;
-        const std::vector<uint8_t> near_row = source_row(src, y % 2 ? band + 2 : band), mid = source_row(src, band + 1);
-        std::vector<uint8_t> v(near_row.size());
-        for (size_t i = 0; i < v.size(); ++i) v[i] = uint8_t(third(near_row[i], mid[i]));
+        const int64_t r = int64_t(y / 2) * 3 - 1 + (y & 1);
+        const std::vector<uint8_t> a = source_row(src, r), b = source_row(src, r + 1), c = source_row(src, r + 2), d = source_row(src, r + 3);
+        std::vector<uint8_t> v(a.size());
+        for (size_t i = 0; i < v.size(); ++i) v[i] = uint8_t(tap4(luma_w[y & 1], a[i], b[i], c[i], d[i]));
         uint8_t* out = dst.row(y);
+        const auto yv = [&](int64_t i) { return luma(v, std::min(std::max<int64_t>(i, 0), last_y)); };
+        const auto cv = [&](int64_t p, int ch) { return chroma(v, std::min(std::max<int64_t>(p, 0), last_p), ch); };
         for (uint32_t k = 0; k < dst.m_width; ++k) {
-            const uint32_t b = k / 4, j = k % 4;
-            const int near_i = int(6 * b + (j == 0 ? 0 : j == 1 ? 2 : j == 2 ? 3 : 5));
-            const int far_i = int(6 * b + (j < 2 ? 1 : 4));
-            out[2 * k + 1] = uint8_t(third(luma(v, near_i), luma(v, far_i)));
+            const int64_t f = int64_t(k / 2) * 3 - 1 + (k & 1);
+            out[2 * k + 1] = uint8_t(tap4(luma_w[k & 1], yv(f), yv(f + 1), yv(f + 2), yv(f + 3)));
         }
         for (uint32_t m = 0; 2 * m < dst.m_width; ++m) {
-            const uint32_t b = m / 2;
-            const int near_p = int(3 * b + (m % 2 ? 2 : 0)), far_p = int(3 * b + 1);
-            for (int c = 0; c < 2; ++c)
-                if (2 * m + c < dst.m_width || c == 0) out[4 * m + 2 * c] = uint8_t(third(chroma(v, near_p, c), chroma(v, far_p, c)));
+            const int64_t f = int64_t(m / 2) * 3 - 1 + (m & 1);
+            for (int ch = 0; ch < 2; ++ch)
+                if (2 * m + ch < dst.m_width || ch == 0)
+                    out[4 * m + 2 * ch] = uint8_t(tap4(chroma_w[m & 1], cv(f, ch), cv(f + 1, ch), cv(f + 2, ch), cv(f + 3, ch)));
         }
     }
 }
@@ -155,7 +165,8 @@ inline void model_kernel(const packed_t& src, packed_t& dst, const float* scales
     const bool ry = model::remapped(sy, oy, src.m_height, dst.m_height);
     if (!rx && !ry) {
         if (dst.m_width == (src.m_width / 2 & ~1u) && dst.m_height == src.m_height / 2) return model::halve(src, dst);
-        if (dst.m_width == (2 * src.m_width / 3 & ~1u) && dst.m_height == 2 * src.m_height / 3) return model::two_thirds(src, dst);
+        if (dst.m_width == (2 * src.m_width / 3 & ~1u) && dst.m_height == 2 * src.m_height / 3 && src.m_width % 2 == 0)
+            return model::two_thirds(src, dst);
     }
     model::general(src, dst, sx, ox, sy, oy, rx, ry);
 }
