@@ -1,0 +1,222 @@
+// The aspect-fitting entry: bars, crops and the vertical fit of wide sources, checked byte
+// for byte against the fitting rules applied to the independent model, plus the field
+// modes' confinement to the destination.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "pixel/resample_uyvy.h"
+#include "resample_model.h"
+#include "resample_test_image.h"
+
+namespace {
+
+using namespace zav_resample_test;
+namespace vc = Drivers::Mac::ZAV::VirtualCamera;
+
+struct fit_case_t {
+    const char* m_name;
+    uint32_t m_ws, m_hs, m_wd, m_hd;
+    float m_a, m_b;
+    uint32_t m_fit_vertically;
+    bool m_aligned;
+};
+
+int32_t even(float v, float bias) { return int32_t(v + bias) & ~1; }
+uint32_t clamp_to(int32_t v, uint32_t hi) { return v < 0 ? 0u : std::min<uint32_t>(uint32_t(v), hi); }
+
+packed_t sub_image(const packed_t& img, uint32_t x0, uint32_t y0, uint32_t w, uint32_t h)
+{
+    packed_t out(w, h);
+    for (uint32_t y = 0; y < h; ++y) std::copy(img.row(y0 + y) + 2 * x0, img.row(y0 + y) + 2 * (x0 + w), out.row(y));
+    return out;
+}
+
+// The model scale of one fitted region; modes 1 and 2 move the source's top edge by +-0.25.
+void model_scale(const packed_t& src, packed_t& dst, uint32_t mode, const float* scales, const float* offsets)
+{
+    if (mode == 0) return model_kernel(src, dst, scales, offsets);
+    float s[2] = {float(src.m_width) / float(dst.m_width), float(src.m_height) / float(dst.m_height)};
+    float o[2] = {(float(src.m_width) - float(dst.m_width)) * 0.5f / float(dst.m_width),
+                  (float(src.m_height) - float(dst.m_height)) * 0.5f / float(dst.m_height)};
+    if (scales && offsets) s[0] = scales[0], s[1] = scales[1], o[0] = offsets[0], o[1] = offsets[1];
+    o[1] += mode == 1 ? 0.25f : -0.25f;
+    model_kernel(src, dst, s, o);
+}
+
+// What the destination must hold after the fit, given what it held before.
+packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t& c, uint32_t mode)
+{
+    packed_t out = before;
+    const float a = c.m_a, b = c.m_b, ws = float(c.m_ws), hs = float(c.m_hs), wd = float(c.m_wd);
+    if (!c.m_fit_vertically && a < b) {
+        const uint32_t left = clamp_to(even((b - a) * wd / (2 * b), 0.5f), c.m_wd);
+        const uint32_t right = clamp_to(even((a + b) * wd / (2 * b), 1.5f), c.m_wd);
+        if (left > 0)
+            for (uint32_t y = 0; y < c.m_hd; ++y)
+                for (uint32_t x = 0; x < c.m_wd; ++x)
+                    if (x < left || x >= right) out.row(y)[2 * x] = 0x80, out.row(y)[2 * x + 1] = 0x10;
+        if (right <= left) return out;
+        packed_t region(right - left, c.m_hd);
+        model_scale(src, region, mode, nullptr, nullptr);
+        for (uint32_t y = 0; y < c.m_hd; ++y) std::copy(region.row(y), region.row(y) + 2 * region.m_width, out.row(y) + 2 * left);
+        return out;
+    }
+    if (!c.m_fit_vertically) {
+        const uint32_t left = clamp_to(even((a - b) * ws / (2 * a), 0.5f), c.m_ws);
+        const uint32_t right = clamp_to(even((a + b) * ws / (2 * a), 1.5f), c.m_ws);
+        if (right > left) model_scale(sub_image(src, left, 0, right - left, c.m_hs), out, mode, nullptr, nullptr);
+        return out;
+    }
+    if (a < b) {
+        const uint32_t top = clamp_to(even((b - a) * hs / (2 * b), 0.5f), c.m_hs);
+        const uint32_t bottom = clamp_to(even((a + b) * hs / (2 * b), 1.5f), c.m_hs);
+        if (bottom > top) model_scale(sub_image(src, 0, top, c.m_ws, bottom - top), out, mode, nullptr, nullptr);
+        return out;
+    }
+    const float p = ws * (1 / b - 1 / a) / (2 / b), q = ws * (1 / b + 1 / a) / (2 / b);
+    float lo = 0, hi = ws;
+    if (!(int32_t(p) == 0 && int32_t(q) == int32_t(c.m_ws))) {
+        const float m = ((q - p) - hs) * 0.5f + p;
+        lo = p - m, hi = q - m;
+    }
+    const float ys = (hi - lo) / float(c.m_hd);
+    const float scales[2] = {ws / wd, ys};
+    const float offsets[2] = {(ws - wd) * 0.5f / wd, (lo - 0.5f) + 0.5f * ys};
+    model_scale(src, out, mode, scales, offsets);
+    return out;
+}
+
+test_image_t make(uint32_t w, uint32_t h, bool aligned, uint32_t salt)
+{
+    return aligned ? test_image_t(w, h, (2 * w + 15) / 16 * 16, 0) : test_image_t(w, h, 2 * w + 3 + 2 * (salt % 3), 1 + salt % 7);
+}
+
+packed_t packed_of(const test_image_t& img)
+{
+    packed_t p(img.width(), img.height());
+    p.m_bytes = img.pixels();
+    return p;
+}
+
+class fit_matches_model_t : public testing::TestWithParam<fit_case_t> {};
+
+TEST_P(fit_matches_model_t, modes_0_1_2_byte_for_byte)
+{
+    const fit_case_t& c = GetParam();
+    for (uint32_t mode = 0; mode < 3; ++mode) {
+        std::mt19937 rng(c.m_ws + 3 * c.m_wd + mode);
+        test_image_t src = make(c.m_ws, c.m_hs, c.m_aligned, 1), dst = make(c.m_wd, c.m_hd, c.m_aligned, 2);
+        src.fill_random(rng);
+        dst.fill_random(rng);
+        const packed_t expected = model_fit(packed_of(src), packed_of(dst), c, mode);
+        vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), c.m_ws, c.m_hs, mode, dst.data(), c.m_a, c.m_b, dst.row_bytes(), c.m_wd,
+                                     c.m_hd, 0, c.m_fit_vertically);
+        const std::vector<uint8_t> got = dst.pixels();
+        for (size_t i = 0; i < got.size(); ++i)
+            ASSERT_EQ(int(got[i]), int(expected.m_bytes[i])) << "mode " << mode << " row " << i / (2 * c.m_wd) << " byte " << i % (2 * c.m_wd);
+        EXPECT_TRUE(dst.guards_intact()) << "mode " << mode;
+        EXPECT_TRUE(src.guards_intact()) << "mode " << mode;
+    }
+}
+
+TEST_P(fit_matches_model_t, field_modes_stay_inside_the_destination)
+{
+    const fit_case_t& c = GetParam();
+    std::mt19937 rng(c.m_hs);
+    test_image_t src = make(c.m_ws, c.m_hs, c.m_aligned, 4);
+    src.fill_random(rng);
+    const std::vector<uint8_t> src_before = src.pixels();
+    for (uint32_t field_select = 0; field_select < 4; ++field_select) {
+        test_image_t dst = make(c.m_wd, c.m_hd, c.m_aligned, 5);
+        vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), c.m_ws, c.m_hs, 3, dst.data(), c.m_a, c.m_b, dst.row_bytes(), c.m_wd,
+                                     c.m_hd, field_select, c.m_fit_vertically);
+        EXPECT_TRUE(dst.guards_intact()) << "field_select " << field_select;
+        EXPECT_EQ(src.pixels(), src_before);
+    }
+}
+
+const fit_case_t k_fits[] = {
+    {"pillarbox_1440x1080_in_1080p", 1440, 1080, 1920, 1080, 4.0f / 3, 16.0f / 9, 0, true},
+    {"pillarbox_1440x1080_in_1080p_unaligned", 1440, 1080, 1920, 1080, 4.0f / 3, 16.0f / 9, 0, false},
+    {"side_crop_1080p_in_640x480", 1920, 1080, 640, 480, 16.0f / 9, 4.0f / 3, 0, true},
+    {"top_crop_1440x1080_in_1080p", 1440, 1080, 1920, 1080, 4.0f / 3, 16.0f / 9, 1, false},
+    {"wide_1080p_in_640x480", 1920, 1080, 640, 480, 16.0f / 9, 4.0f / 3, 1, true},
+    {"wide_1080p_in_640x480_unaligned", 1920, 1080, 640, 480, 16.0f / 9, 4.0f / 3, 1, false},
+    {"wide_equal_aspect_range_0_to_width", 128, 72, 64, 36, 16.0f / 9, 16.0f / 9, 1, false},
+    {"wide_small", 24, 8, 10, 12, 3.0f, 10.0f / 12, 1, false},
+    {"pillarbox_small", 12, 8, 20, 8, 1.5f, 2.5f, 0, false},
+    {"pillarbox_left_bar_rounds_to_0", 8, 6, 21, 6, 2.0f - 4.0f / 21, 2.0f, 0, false},
+    {"pillarbox_narrow_source", 4, 16, 40, 8, 0.25f, 5.0f, 0, true},
+    {"side_crop_small", 30, 6, 8, 6, 5.0f, 4.0f / 3, 0, false},
+    {"top_crop_small", 10, 30, 12, 8, 1.0f / 3, 1.5f, 1, false},
+    {"equal_aspect_copy", 64, 36, 64, 36, 16.0f / 9, 16.0f / 9, 0, true},
+};
+
+INSTANTIATE_TEST_SUITE_P(fits, fit_matches_model_t, testing::ValuesIn(k_fits),
+                         [](const testing::TestParamInfo<fit_case_t>& p) { return std::string(p.param.m_name); });
+
+TEST(resample_fit, pillarbox_bars_of_1440x1080_in_1080p_end_at_240_and_start_at_1680)
+{
+    std::mt19937 rng(1);
+    test_image_t src(1440, 1080), dst(1920, 1080);
+    src.fill_random(rng);
+    dst.fill(0x33);
+    vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 1440, 1080, 0, dst.data(), 4.0f / 3, 16.0f / 9, dst.row_bytes(), 1920, 1080, 0, 0);
+    for (uint32_t y : {0u, 539u, 1079u}) {
+        for (uint32_t x = 0; x < 1920; ++x) {
+            const bool bar = x < 240 || x >= 1680;
+            if (bar) {
+                ASSERT_EQ(dst.row(y)[2 * x], 0x80) << x;
+                ASSERT_EQ(dst.row(y)[2 * x + 1], 0x10) << x;
+            }
+        }
+        // Equal sizes: the picture lands in columns 240..1679 unchanged.
+        EXPECT_TRUE(std::equal(src.row(y), src.row(y) + 2 * 1440, dst.row(y) + 2 * 240)) << "row " << y;
+    }
+    EXPECT_TRUE(dst.guards_intact());
+}
+
+TEST(resample_fit, a_left_bar_of_0_paints_no_bar_and_leaves_the_right_strip)
+{
+    // left = even(1 + 0.5) = 0, right = even(20 + 1.5) = 20: column 20 of 21 keeps its bytes.
+    std::mt19937 rng(2);
+    test_image_t src(8, 6), dst(21, 6);
+    src.fill_random(rng);
+    dst.fill(0x33);
+    vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 8, 6, 0, dst.data(), 2.0f - 4.0f / 21, 2.0f, dst.row_bytes(), 21, 6, 0, 0);
+    for (uint32_t y = 0; y < 6; ++y) {
+        EXPECT_EQ(dst.row(y)[40], 0x33);
+        EXPECT_EQ(dst.row(y)[41], 0x33);
+        EXPECT_NE(dst.row(y)[1], 0x33);
+    }
+    EXPECT_TRUE(dst.guards_intact());
+}
+
+TEST(resample_fit, degenerate_aspects_and_sizes_stay_inside_the_destination)
+{
+    std::mt19937 rng(3);
+    test_image_t src(32, 16);
+    src.fill_random(rng);
+    const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
+    const float aspects[][2] = {{0.0f, 1.0f}, {1.0f, 0.0f}, {-2.0f, 1.0f}, {1.0f, -3.0f}, {nan, 1.0f}, {1.0f, nan}, {inf, 1.0f}, {1e-30f, 1e30f}, {1e30f, 1e-30f}};
+    for (const auto& ab : aspects)
+        for (uint32_t fv = 0; fv < 2; ++fv)
+            for (uint32_t mode = 0; mode < 4; ++mode) {
+                test_image_t dst(24, 10, 2 * 24 + 5, 3);
+                vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 32, 16, mode, dst.data(), ab[0], ab[1], dst.row_bytes(), 24, 10, mode % 2, fv);
+                ASSERT_TRUE(dst.guards_intact()) << ab[0] << " " << ab[1] << " fv " << fv << " mode " << mode;
+            }
+    // Empty images write nothing.
+    test_image_t dst(24, 10);
+    vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 0, 16, 0, dst.data(), 1.0f, 2.0f, dst.row_bytes(), 24, 10, 0, 0);
+    vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 32, 16, 0, dst.data(), 1.0f, 2.0f, dst.row_bytes(), 24, 0, 0, 1);
+    vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 32, 0, 3, dst.data(), 1.0f, 2.0f, dst.row_bytes(), 24, 10, 0, 1);
+    EXPECT_TRUE(dst.guards_intact());
+}
+
+}  // namespace
