@@ -27,10 +27,20 @@ void dither_uyvy_rows_wavefront(float* first_row, int32_t width, int32_t rows, u
 // shifted right by two pairs per row, so at every step all lanes work on the same cell; a row's
 // shares into the row below move one lane up. The lanes live in a small ring of cells filled
 // from the scratch rows just ahead of use, and the receiving row is written back behind it.
+// `prefetch`, when given, names memory that the caller reads next (the source rows of the next
+// band): its cache lines are requested a few per step, so that they arrive while the dither,
+// which is bound by computation, runs.
 // Image row k lives in scratch row k % ring_rows (ring_rows >= 16, or the whole scratch), so a
 // caller can recycle a few rows; rows `first` to `first + rows` must be ready. `dst` points at
 // the destination row of `first`.
+struct row_prefetch_t {
+    const uint8_t* m_p_first;  // first row
+    ptrdiff_t m_stride;
+    int32_t m_rows;
+    size_t m_row_bytes;
+};
+
 void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width,
-                            uint8_t* dst, ptrdiff_t dst_stride);
+                            uint8_t* dst, ptrdiff_t dst_stride, const row_prefetch_t* prefetch = nullptr);
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

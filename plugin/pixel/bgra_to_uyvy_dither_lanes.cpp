@@ -106,8 +106,8 @@ inline __m128 spread(__m128 target, __m128 e, __m128 weight)
     return _mm_add_ps(_mm_mul_ps(e, weight), target);
 }
 
-// Shares of vector v moved one lane up: lane r's share lands in lane r + 1, the first lane
-// taking the last lane of the vector above (none for the first vector).
+// Values of vector v moved one lane up: lane r's value goes to lane r + 1, the first lane
+// taking the last lane of the vector above (zero for the first vector).
 inline __m128 shift_down(__m128 share, __m128 share_above)
 {
     return _mm_castsi128_ps(_mm_alignr_epi8(_mm_castps_si128(share), _mm_castps_si128(share_above), 12));
@@ -118,14 +118,19 @@ inline __m128 shift_down_first(__m128 share)
     return _mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(share), 4));
 }
 
-// Adds the downward shares e * weight of all vectors into a cell component of the row below.
-inline void spread_down(float* target, const __m128 (&e)[k_vectors], __m128 weight)
+// Errors moved one lane up, so that row r's error weighs into row r + 1. Multiplying after the
+// move gives the same products as moving the products.
+inline void shift_errors_down(const __m128 (&e)[k_vectors], __m128 (&down)[k_vectors])
 {
-    __m128 share[k_vectors];
-    for (int32_t v = 0; v < k_vectors; ++v) share[v] = _mm_mul_ps(e[v], weight);
-    _mm_store_ps(target, _mm_add_ps(shift_down_first(share[0]), _mm_load_ps(target)));
-    for (int32_t v = 1; v < k_vectors; ++v)
-        _mm_store_ps(target + 4 * v, _mm_add_ps(shift_down(share[v], share[v - 1]), _mm_load_ps(target + 4 * v)));
+    down[0] = shift_down_first(e[0]);
+    for (int32_t v = 1; v < k_vectors; ++v) down[v] = shift_down(e[v], e[v - 1]);
+}
+
+// Adds the shares (already moved down) e * weight into a cell component of the row below.
+inline void spread_down(float* target, const __m128 (&down)[k_vectors], __m128 weight)
+{
+    for (int32_t v = 0; v < k_vectors; ++v)
+        _mm_store_ps(target + 4 * v, spread(_mm_load_ps(target + 4 * v), down[v], weight));
 }
 
 // Adds the same-row shares e * weight into a cell component.
@@ -149,7 +154,7 @@ inline void quantise(const float* values, const __m128 (&active)[k_vectors], __m
 }  // namespace
 
 void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width,
-                            uint8_t* dst, ptrdiff_t dst_stride)
+                            uint8_t* dst, ptrdiff_t dst_stride, const row_prefetch_t* prefetch)
 {
     if (width < 1) return;
     const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
@@ -179,9 +184,22 @@ void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, in
         const int32_t full_from = 2 * (active - 1);
 
         const int32_t steps = pairs + 2 * (active - 1);
+        // Cache lines of the prefetch rows, spread evenly over the last band's steps.
+        const size_t lines_per_row = prefetch ? (prefetch->m_row_bytes + 63) / 64 : 0;
+        const bool last_band = y + active >= rows;
+        const size_t lines = last_band && prefetch ? lines_per_row * static_cast<size_t>(prefetch->m_rows) : 0;
+        const size_t lines_per_step = lines / static_cast<size_t>(steps) + 1;
+        size_t line = 0;
+
         for (int32_t t = 0; t < steps; ++t) {
             const int32_t j = 2 * t + 1;
             lanes.load_through(j + 6);
+            for (size_t n = 0; n < lines_per_step && line < lines; ++n, ++line) {
+                const size_t row = line / lines_per_row;
+                const size_t offset = std::min(64 * (line % lines_per_row), prefetch->m_row_bytes - 1);
+                _mm_prefetch(reinterpret_cast<const char*>(prefetch->m_p_first + prefetch->m_stride * static_cast<ptrdiff_t>(row) + offset),
+                             _MM_HINT_T0);
+            }
 
             const bool full = t >= full_from && t < pairs;
             __m128 mask[k_vectors];
@@ -206,6 +224,7 @@ void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, in
 
             __m128i bytes[4][k_vectors];  // Cb, Y0, Cr, Y1
             __m128 e[k_vectors];
+            __m128 down[k_vectors];
             for (int c = 1; c <= 2; ++c) {
                 const int32_t o = c == 1 ? cb : cr;
                 alignas(16) float average[k_lanes];
@@ -213,24 +232,27 @@ void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, in
                     _mm_store_ps(average + 4 * v, _mm_mul_ps(_mm_add_ps(_mm_load_ps(c0 + o + 4 * v), _mm_load_ps(c1 + o + 4 * v)),
                                                              _mm_set1_ps(0.5f)));
                 quantise(average, mask, bytes[c == 1 ? 0 : 2], e);
+                shift_errors_down(e, down);
                 // Cell j+2 of the row below takes the 3/16 share of the row above before its own
                 // row's 7/16 share, as in the row-by-row order.
-                spread_down(c2 + o, e, w_below_left);
+                spread_down(c2 + o, down, w_below_left);
                 spread_right(c2 + o, e, w_right);
-                spread_down(c4 + o, e, w_below);
-                spread_down(c6 + o, e, w_below_right);
+                spread_down(c4 + o, down, w_below);
+                spread_down(c6 + o, down, w_below_right);
             }
             quantise(c0, mask, bytes[1], e);
+            shift_errors_down(e, down);
             spread_right(c1, e, w_right);
-            spread_down(c3, e, w_below_left);
-            spread_down(c4, e, w_below);
-            spread_down(c5, e, w_below_right);
+            spread_down(c3, down, w_below_left);
+            spread_down(c4, down, w_below);
+            spread_down(c5, down, w_below_right);
             // Y of the pair's second pixel, read after the first pixel's share landed on it.
             quantise(c1, mask, bytes[3], e);
+            shift_errors_down(e, down);
             spread_right(c2, e, w_right);
-            spread_down(c4, e, w_below_left);
-            spread_down(c5, e, w_below);
-            spread_down(c6, e, w_below_right);
+            spread_down(c4, down, w_below_left);
+            spread_down(c5, down, w_below);
+            spread_down(c6, down, w_below_right);
 
             // Cb | Y0 << 8 | Cr << 16 | Y1 << 24: each lane's four output bytes.
             alignas(16) uint32_t words[k_lanes];

@@ -131,8 +131,12 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
         const int32_t band = std::min(k_band_rows_lanes, height - y);
         // The band's rows and the row below it (the guard row after the last band).
         for (; prepared <= y + band; ++prepared) prepare_row(prepared);
+        // The source rows that the next band converts, fetched while this band is dithered.
+        const int32_t next_rows = m ? std::min(k_band_rows_lanes, height - prepared) : 0;
+        const row_prefetch_t next = {src + static_cast<ptrdiff_t>(src_stride) * std::min(prepared, height - 1), src_stride,
+                                     std::max(next_rows, 0), 4 * w};
         dither_uyvy_rows_lanes(scratch, ring_rows, y, band, width, dst + static_cast<ptrdiff_t>(dst_stride) * y,
-                               dst_stride);
+                               dst_stride, &next);
     }
 }
 
