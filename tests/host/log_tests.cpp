@@ -1,0 +1,197 @@
+// The log line format, the token, and the string helpers behind every log line and string
+// property.
+#include "host/string_utils.h"
+#include "host/zav_log.h"
+
+#include "cf_leak_fixture.h"
+#include "syslog_capture.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace Drivers::Mac::ZAV;
+
+namespace {
+
+std::string prefix_for_this_thread(const char* token)
+{
+    uint64_t thread_id = 0;
+    pthread_threadid_np(nullptr, &thread_id);
+    return "[" + std::string(token) + " " + std::to_string(getpid()) + " : " + std::to_string(thread_id) + "] ";
+}
+
+std::string format_through_va_list(const char* format, ...) __attribute__((format(printf, 1, 2)));
+std::string format_through_va_list(const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    std::string text = sprintf_args(format, args);
+    va_end(args);
+    return text;
+}
+
+class log_line_test : public zav_test::cf_leak_fixture_t {};
+
+TEST_F(log_line_test, one_notice_line_with_token_process_and_thread)
+{
+    zav_log("value %d of %s", 7, "seven");
+
+    const auto lines = zav_test::log_lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].priority, 5);  // LOG_NOTICE, no facility bits
+    EXPECT_EQ(lines[0].text, prefix_for_this_thread("ZAVVC1") + "value 7 of seven\n");
+}
+
+TEST_F(log_line_test, empty_message_still_writes_the_prefix_and_newline)
+{
+    const char* empty = "";
+    zav_log("%s", empty);
+
+    const auto lines = zav_test::log_lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].text, prefix_for_this_thread("ZAVVC1") + "\n");
+}
+
+TEST_F(log_line_test, long_argument_is_logged_whole)
+{
+    const std::string long_text(100000, 'x');
+    zav_log("<%s>", long_text.c_str());
+
+    ASSERT_EQ(zav_test::log_messages(), std::vector<std::string>{"<" + long_text + ">"});
+}
+
+TEST_F(log_line_test, replaced_token_starts_every_following_line)
+{
+    static const char other_token[] = "TESTTOKEN";
+    set_zav_log_token(other_token);
+    zav_log("first");
+    zav_log("second");
+    set_zav_log_token("ZAVVC1");
+    zav_log("third");
+
+    const auto lines = zav_test::log_lines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0].text, prefix_for_this_thread("TESTTOKEN") + "first\n");
+    EXPECT_EQ(lines[1].text, prefix_for_this_thread("TESTTOKEN") + "second\n");
+    EXPECT_EQ(lines[2].text, prefix_for_this_thread("ZAVVC1") + "third\n");
+}
+
+TEST_F(log_line_test, concurrent_callers_each_get_whole_lines_with_their_own_thread_id)
+{
+    constexpr int thread_count = 8;
+    constexpr int lines_per_thread = 200;
+    std::vector<std::string> prefixes(thread_count);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < thread_count; ++t) {
+        threads.emplace_back([t, &prefixes] {
+            prefixes[t] = prefix_for_this_thread("ZAVVC1");
+            for (int i = 0; i < lines_per_thread; ++i)
+                zav_log("thread %d line %d", t, i);
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+
+    EXPECT_EQ(std::set<std::string>(prefixes.begin(), prefixes.end()).size(), size_t(thread_count))
+        << "every thread must log its own id";
+    const auto lines = zav_test::log_lines();
+    ASSERT_EQ(lines.size(), size_t(thread_count * lines_per_thread));
+    std::vector<int> next_line(thread_count, 0);
+    for (const auto& line : lines) {
+        int t = -1;
+        int i = -1;
+        const std::size_t message_start = line.text.find("] ") + 2;
+        ASSERT_EQ(std::sscanf(line.text.c_str() + message_start, "thread %d line %d", &t, &i), 2) << line.text;
+        ASSERT_GE(t, 0);
+        ASSERT_LT(t, thread_count);
+        EXPECT_EQ(line.text, prefixes[t] + "thread " + std::to_string(t) + " line " + std::to_string(i) + "\n");
+        EXPECT_EQ(i, next_line[t]++) << "lines of one thread stay in order";
+    }
+}
+
+struct sprintf_case_t {
+    const char* name;
+    std::string expected;
+    std::string actual;
+};
+
+TEST(sprintf_args_test, formats_to_the_exact_length)
+{
+    const std::string long_text(70000, 'y');
+    const sprintf_case_t cases[] = {
+        {"empty format", "", format_through_va_list("%s", "")},
+        {"plain text", "abc", format_through_va_list("abc")},
+        {"integers", "-12 4294967295 18446744073709551615",
+         format_through_va_list("%d %u %llu", -12, 4294967295u, 18446744073709551615ull)},
+        {"padding and precision", "[   42|3.14|  ab]", format_through_va_list("[%5d|%.2f|%4s]", 42, 3.14159, "ab")},
+        {"percent sign", "100%", format_through_va_list("100%%")},
+        {"long argument", long_text + "!", format_through_va_list("%s!", long_text.c_str())},
+        {"one character", "z", format_through_va_list("%c", 'z')},
+    };
+    for (const sprintf_case_t& c : cases) {
+        EXPECT_EQ(c.actual, c.expected) << c.name;
+        EXPECT_EQ(c.actual.size(), c.expected.size()) << c.name << ": no trailing terminator kept";
+    }
+}
+
+TEST(sprintf_args_test, embedded_terminator_at_the_end_is_trimmed)
+{
+    // A %c of NUL formats one zero byte at the end; the result has no trailing zero bytes.
+    EXPECT_EQ(format_through_va_list("ab%c", '\0'), "ab");
+}
+
+TEST(fourcc_to_string_test, most_significant_byte_first_up_to_the_first_zero)
+{
+    const struct {
+        uint32_t code;
+        std::string text;
+    } cases[] = {
+        {0x77686174, "what"},
+        {0x6F776E64, "ownd"},
+        {0x20202020, "    "},
+        {0x21736970, "!sip"},
+        {0x32767579, "2vuy"},
+        {0, ""},
+        {0x61000062, "a"},
+        {0x00616263, ""},
+        {0x61626300, "abc"},
+        {0xFF7F0109, std::string("\xFF\x7F\x01\x09")},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(fourCC_to_string(c.code), c.text) << std::hex << c.code;
+}
+
+class create_string_ref_test : public zav_test::cf_leak_fixture_t {};
+
+TEST_F(create_string_ref_test, utf8_text_round_trips_and_belongs_to_the_caller)
+{
+    const char* const texts[] = {"Mivora", "", "Grüße, カメラ"};
+    for (const char* text : texts) {
+        CFStringRef string = create_string_ref(text);
+        ASSERT_NE(string, nullptr) << text;
+        EXPECT_EQ(objects_created_since_start(), 1) << text;
+        EXPECT_EQ(CFGetRetainCount(string), 1) << text;
+
+        char buffer[64] = {};
+        ASSERT_TRUE(CFStringGetCString(string, buffer, sizeof(buffer), kCFStringEncodingUTF8)) << text;
+        EXPECT_STREQ(buffer, text);
+        CFRelease(string);
+    }
+}
+
+TEST_F(create_string_ref_test, invalid_utf8_gives_null)
+{
+    EXPECT_EQ(create_string_ref("\xC3\x28"), nullptr);
+    EXPECT_EQ(create_string_ref("\xFF"), nullptr);
+}
+
+}  // namespace
