@@ -127,6 +127,9 @@ std::vector<plugin_summary_t> dal_system_t::plugins() const {
 void dal_system_t::unload(bool close_libraries) {
     std::lock_guard<std::mutex> lock(m_load_mutex);
     m_busy = true;
+    // Listeners go first: at exit the clients that registered them may already be gone, so
+    // the devices retiring during teardown are announced to nobody.
+    listener_registry_t::instance().clear();
     std::vector<plugin_t> plugins;
     {
         std::lock_guard<std::mutex> plugins_lock(m_plugins_mutex);
@@ -140,7 +143,6 @@ void dal_system_t::unload(bool close_libraries) {
         object_tree_t::instance().remove_plugin(plugin);
         if (close_libraries && it->bundle.library != nullptr) dlclose(it->bundle.library);
     }
-    listener_registry_t::instance().clear();
     reset_system_settings();
     m_loaded.store(false, std::memory_order_release);
     m_busy = false;
