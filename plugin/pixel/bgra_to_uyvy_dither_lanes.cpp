@@ -106,49 +106,28 @@ inline __m128 spread(__m128 target, __m128 e, __m128 weight)
     return _mm_add_ps(_mm_mul_ps(e, weight), target);
 }
 
-// Values of vector v moved one lane up: lane r's value goes to lane r + 1, the first lane
-// taking the last lane of the vector above (zero for the first vector).
+// Values of a vector moved one lane up: lane r's value goes to lane r + 1, the first lane
+// taking the last lane of the vector above (zero above the first vector).
 inline __m128 shift_down(__m128 share, __m128 share_above)
 {
     return _mm_castsi128_ps(_mm_alignr_epi8(_mm_castps_si128(share), _mm_castps_si128(share_above), 12));
 }
 
-inline __m128 shift_down_first(__m128 share)
-{
-    return _mm_castsi128_ps(_mm_slli_si128(_mm_castps_si128(share), 4));
-}
 
-// Errors moved one lane up, so that row r's error weighs into row r + 1. Multiplying after the
-// move gives the same products as moving the products.
-inline void shift_errors_down(const __m128 (&e)[k_vectors], __m128 (&down)[k_vectors])
-{
-    down[0] = shift_down_first(e[0]);
-    for (int32_t v = 1; v < k_vectors; ++v) down[v] = shift_down(e[v], e[v - 1]);
-}
 
-// Adds the shares (already moved down) e * weight into a cell component of the row below.
-inline void spread_down(float* target, const __m128 (&down)[k_vectors], __m128 weight)
-{
-    for (int32_t v = 0; v < k_vectors; ++v)
-        _mm_store_ps(target + 4 * v, spread(_mm_load_ps(target + 4 * v), down[v], weight));
-}
 
-// Adds the same-row shares e * weight into a cell component.
-inline void spread_right(float* target, const __m128 (&e)[k_vectors], __m128 weight)
-{
-    for (int32_t v = 0; v < k_vectors; ++v) _mm_store_ps(target + 4 * v, spread(_mm_load_ps(target + 4 * v), e[v], weight));
-}
+
+struct quantised_t {
+    __m128i m_byte;
+    __m128 m_error;
+};
 
 // (v + 0.5) truncated, low byte kept, error against it; inactive lanes pass on no error.
-inline void quantise(const float* values, const __m128 (&active)[k_vectors], __m128i (&stored)[k_vectors],
-                     __m128 (&error)[k_vectors])
+inline quantised_t quantise(__m128 x, __m128 active)
 {
-    for (int32_t v = 0; v < k_vectors; ++v) {
-        const __m128 x = _mm_load_ps(values + 4 * v);
-        const __m128i q = _mm_cvttps_epi32(_mm_add_ps(x, _mm_set1_ps(0.5f)));
-        stored[v] = _mm_and_si128(q, _mm_set1_epi32(0xff));
-        error[v] = _mm_and_ps(_mm_sub_ps(x, _mm_cvtepi32_ps(stored[v])), active[v]);
-    }
+    const __m128i q = _mm_cvttps_epi32(_mm_add_ps(x, _mm_set1_ps(0.5f)));
+    const __m128i stored = _mm_and_si128(q, _mm_set1_epi32(0xff));
+    return {stored, _mm_and_ps(_mm_sub_ps(x, _mm_cvtepi32_ps(stored)), active)};
 }
 
 }  // namespace
@@ -222,37 +201,46 @@ void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, in
             float* c5 = lanes.cell(j + 5);
             float* c6 = lanes.cell(j + 6);
 
+            // Vector by vector, top to bottom: vector v only needs the errors of the vector above
+            // (for its first lane's downward shares), so each cell component is loaded once,
+            // updated in registers in the row-by-row order and stored once.
             __m128i bytes[4][k_vectors];  // Cb, Y0, Cr, Y1
-            __m128 e[k_vectors];
-            __m128 down[k_vectors];
-            for (int c = 1; c <= 2; ++c) {
-                const int32_t o = c == 1 ? cb : cr;
-                alignas(16) float average[k_lanes];
-                for (int32_t v = 0; v < k_vectors; ++v)
-                    _mm_store_ps(average + 4 * v, _mm_mul_ps(_mm_add_ps(_mm_load_ps(c0 + o + 4 * v), _mm_load_ps(c1 + o + 4 * v)),
-                                                             _mm_set1_ps(0.5f)));
-                quantise(average, mask, bytes[c == 1 ? 0 : 2], e);
-                shift_errors_down(e, down);
-                // Cell j+2 of the row below takes the 3/16 share of the row above before its own
-                // row's 7/16 share, as in the row-by-row order.
-                spread_down(c2 + o, down, w_below_left);
-                spread_right(c2 + o, e, w_right);
-                spread_down(c4 + o, down, w_below);
-                spread_down(c6 + o, down, w_below_right);
+            __m128 above[4] = {_mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps()};
+            for (int32_t v = 0; v < k_vectors; ++v) {
+                const int32_t o = 4 * v;
+                for (int c = 1; c <= 2; ++c) {
+                    const int32_t oc = o + (c == 1 ? cb : cr);
+                    const __m128 avg = _mm_mul_ps(_mm_add_ps(_mm_load_ps(c0 + oc), _mm_load_ps(c1 + oc)), _mm_set1_ps(0.5f));
+                    const quantised_t q = quantise(avg, mask[v]);
+                    bytes[c == 1 ? 0 : 2][v] = q.m_byte;
+                    const __m128 down = shift_down(q.m_error, above[c]);
+                    above[c] = q.m_error;
+                    // Cell j+2 of the row below takes the 3/16 share of the row above before its
+                    // own row's 7/16 share, as in the row-by-row order.
+                    __m128 t2 = spread(_mm_load_ps(c2 + oc), down, w_below_left);
+                    _mm_store_ps(c2 + oc, spread(t2, q.m_error, w_right));
+                    _mm_store_ps(c4 + oc, spread(_mm_load_ps(c4 + oc), down, w_below));
+                    _mm_store_ps(c6 + oc, spread(_mm_load_ps(c6 + oc), down, w_below_right));
+                }
+                const quantised_t q0 = quantise(_mm_load_ps(c0 + o), mask[v]);
+                bytes[1][v] = q0.m_byte;
+                const __m128 d0 = shift_down(q0.m_error, above[0]);
+                above[0] = q0.m_error;
+                const __m128 y1 = spread(_mm_load_ps(c1 + o), q0.m_error, w_right);
+                _mm_store_ps(c1 + o, y1);
+                _mm_store_ps(c3 + o, spread(_mm_load_ps(c3 + o), d0, w_below_left));
+                const __m128 y4 = spread(_mm_load_ps(c4 + o), d0, w_below);
+                const __m128 y5 = spread(_mm_load_ps(c5 + o), d0, w_below_right);
+                // Y of the pair's second pixel, read after the first pixel's share landed on it.
+                const quantised_t q1 = quantise(y1, mask[v]);
+                bytes[3][v] = q1.m_byte;
+                const __m128 d1 = shift_down(q1.m_error, above[3]);
+                above[3] = q1.m_error;
+                _mm_store_ps(c2 + o, spread(_mm_load_ps(c2 + o), q1.m_error, w_right));
+                _mm_store_ps(c4 + o, spread(y4, d1, w_below_left));
+                _mm_store_ps(c5 + o, spread(y5, d1, w_below));
+                _mm_store_ps(c6 + o, spread(_mm_load_ps(c6 + o), d1, w_below_right));
             }
-            quantise(c0, mask, bytes[1], e);
-            shift_errors_down(e, down);
-            spread_right(c1, e, w_right);
-            spread_down(c3, down, w_below_left);
-            spread_down(c4, down, w_below);
-            spread_down(c5, down, w_below_right);
-            // Y of the pair's second pixel, read after the first pixel's share landed on it.
-            quantise(c1, mask, bytes[3], e);
-            shift_errors_down(e, down);
-            spread_right(c2, e, w_right);
-            spread_down(c4, down, w_below_left);
-            spread_down(c5, down, w_below);
-            spread_down(c6, down, w_below_right);
 
             // Cb | Y0 << 8 | Cr << 16 | Y1 << 24: each lane's four output bytes.
             alignas(16) uint32_t words[k_lanes];
