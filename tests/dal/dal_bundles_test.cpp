@@ -141,6 +141,36 @@ TEST_F(dal_bundles_t, no_folders_means_no_test_camera) {
               CMIOClassID(kCMIOSystemObjectClassID));
 }
 
+TEST(dal_platform_failures, a_plugin_that_cannot_create_its_objects_is_skipped) {
+    auto plugin_objects = [] {
+        return read_ids(kCMIOObjectSystemObject, kCMIOObjectPropertyOwnedObjects, kCMIOObjectPropertyScopeGlobal,
+                        {kCMIOPlugInClassID})
+            .size();
+    };
+    // Plug-ins installed in the system folder, if any.
+    use_plugin_folders("");
+    const std::size_t installed = plugin_objects();
+    zav_platform::inspection::unload_plug_ins();
+    zav_platform::inspection::set_failure(zav_platform::inspection::failing_call_t::object_create,
+                                          kCMIOHardwareUnspecifiedError);
+    use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
+    std::string log;
+    CMIOObjectID camera = kCMIOObjectUnknown;
+    {
+        stderr_capture_t capture;
+        camera = find_test_camera();
+        log = capture.text();
+    }
+    zav_platform::inspection::clear_failures();
+    EXPECT_EQ(camera, kCMIOObjectUnknown);
+    EXPECT_NE(log.find("TestCamera.plugin: the plug-in failed to initialise"), std::string::npos) << log;
+    // Its plug-in object went away with it.
+    EXPECT_LE(plugin_objects(), installed);
+    // Once the platform works again, so does the plug-in.
+    use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
+    EXPECT_NE(find_test_camera(), kCMIOObjectUnknown);
+}
+
 TEST(dal_exit, plugins_are_torn_down_and_released_when_the_process_exits) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
