@@ -1,0 +1,232 @@
+// Format descriptions (equality, from image buffers, audio), sample buffers and attachments.
+#include "platform_test.h"
+
+#include <CoreMedia/CoreMedia.h>
+#include <CoreVideo/CoreVideo.h>
+
+namespace {
+
+using cm_format_description = platform_test_t;
+using zav_platform::inspection::failing_call_t;
+
+CMVideoFormatDescriptionRef video(CMVideoCodecType codec, int32_t width, int32_t height,
+                                  CFDictionaryRef extensions = nullptr) {
+    CMVideoFormatDescriptionRef description = nullptr;
+    EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, codec, width, height, extensions, &description), noErr);
+    return description;
+}
+
+CFDictionaryRef one_extension(CFStringRef key, CFTypeRef value) {
+    const void* keys[] = {key};
+    const void* values[] = {value};
+    return CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
+                              &kCFTypeDictionaryValueCallBacks);
+}
+
+TEST_F(cm_format_description, equality_table) {
+    CFDictionaryRef primaries =
+        one_extension(kCMFormatDescriptionExtension_ColorPrimaries, kCVImageBufferColorPrimaries_ITU_R_709_2);
+    CFDictionaryRef same_primaries =
+        one_extension(kCMFormatDescriptionExtension_ColorPrimaries, kCVImageBufferColorPrimaries_ITU_R_709_2);
+    CFDictionaryRef empty = CFDictionaryCreate(nullptr, nullptr, nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                               &kCFTypeDictionaryValueCallBacks);
+    struct case_t {
+        CMVideoFormatDescriptionRef m_a;
+        CMVideoFormatDescriptionRef m_b;
+        bool m_equal;
+    };
+    const case_t cases[] = {
+        {video(kCMPixelFormat_422YpCbCr8, 1920, 1080), video(kCMPixelFormat_422YpCbCr8, 1920, 1080), true},
+        {video(kCMPixelFormat_422YpCbCr8, 1920, 1080), video(kCMPixelFormat_32BGRA, 1920, 1080), false},
+        {video(kCMPixelFormat_422YpCbCr8, 1920, 1080), video(kCMPixelFormat_422YpCbCr8, 1280, 1080), false},
+        {video(kCMPixelFormat_422YpCbCr8, 1920, 1080), video(kCMPixelFormat_422YpCbCr8, 1920, 720), false},
+        {video(kCMPixelFormat_422YpCbCr8, 640, 480, primaries), video(kCMPixelFormat_422YpCbCr8, 640, 480), false},
+        {video(kCMPixelFormat_422YpCbCr8, 640, 480, primaries),
+         video(kCMPixelFormat_422YpCbCr8, 640, 480, same_primaries), true},
+        {video(kCMPixelFormat_422YpCbCr8, 640, 480, empty), video(kCMPixelFormat_422YpCbCr8, 640, 480), true},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        EXPECT_EQ(CMFormatDescriptionEqual(cases[i].m_a, cases[i].m_b) != 0, cases[i].m_equal) << "case " << i;
+        EXPECT_EQ(CMFormatDescriptionEqual(cases[i].m_b, cases[i].m_a) != 0, cases[i].m_equal) << "case " << i;
+        EXPECT_EQ(CFEqual(cases[i].m_a, cases[i].m_b) != 0, cases[i].m_equal) << "case " << i;
+        CFRelease(cases[i].m_a);
+        CFRelease(cases[i].m_b);
+    }
+    CFRelease(primaries);
+    CFRelease(same_primaries);
+    CFRelease(empty);
+}
+
+TEST_F(cm_format_description, accessors_and_extension_copy) {
+    CFMutableDictionaryRef extensions =
+        CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+    CFDictionarySetValue(extensions, kCMFormatDescriptionExtension_FormatName, CFSTR("Component Y'CbCr"));
+    CMVideoFormatDescriptionRef description = video(kCMVideoCodecType_422YpCbCr8, 1280, 720, extensions);
+    // The description keeps its own copy: later changes to the caller's dictionary do not show.
+    CFDictionarySetValue(extensions, kCMFormatDescriptionExtension_Depth, kCFBooleanTrue);
+    EXPECT_EQ(CMFormatDescriptionGetMediaType(description), static_cast<CMMediaType>(kCMMediaType_Video));
+    EXPECT_EQ(CMFormatDescriptionGetMediaSubType(description), static_cast<FourCharCode>(kCVPixelFormatType_422YpCbCr8));
+    const CMVideoDimensions dimensions = CMVideoFormatDescriptionGetDimensions(description);
+    EXPECT_EQ(dimensions.width, 1280);
+    EXPECT_EQ(dimensions.height, 720);
+    EXPECT_EQ(CFDictionaryGetCount(CMFormatDescriptionGetExtensions(description)), 1);
+    EXPECT_TRUE(CFEqual(CMFormatDescriptionGetExtension(description, kCMFormatDescriptionExtension_FormatName),
+                        CFSTR("Component Y'CbCr")));
+    EXPECT_EQ(CFGetTypeID(description), CMFormatDescriptionGetTypeID());
+    CFRelease(description);
+    CFRelease(extensions);
+}
+
+TEST_F(cm_format_description, from_image_buffer_matches_a_plain_description) {
+    CVPixelBufferRef buffer = nullptr;
+    ASSERT_EQ(CVPixelBufferCreate(nullptr, 33, 17, kCVPixelFormatType_422YpCbCr8, nullptr, &buffer), kCVReturnSuccess);
+    CMVideoFormatDescriptionRef from_buffer = nullptr;
+    ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &from_buffer), noErr);
+    CMVideoFormatDescriptionRef plain = video(kCMPixelFormat_422YpCbCr8, 33, 17);
+    EXPECT_TRUE(CMFormatDescriptionEqual(from_buffer, plain));
+    EXPECT_TRUE(CMVideoFormatDescriptionMatchesImageBuffer(plain, buffer));
+    // A propagated attachment of the buffer becomes an extension and breaks equality.
+    CVBufferSetAttachment(buffer, kCVImageBufferYCbCrMatrixKey, kCVImageBufferYCbCrMatrix_ITU_R_709_2,
+                          kCVAttachmentMode_ShouldPropagate);
+    CMVideoFormatDescriptionRef with_matrix = nullptr;
+    ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &with_matrix), noErr);
+    EXPECT_FALSE(CMFormatDescriptionEqual(with_matrix, plain));
+    CFRelease(with_matrix);
+    CFRelease(plain);
+    CFRelease(from_buffer);
+    CFRelease(buffer);
+}
+
+TEST_F(cm_format_description, failure_switch_and_bad_arguments) {
+    zav_platform::inspection::set_failure(failing_call_t::format_description_create,
+                                          kCMFormatDescriptionError_AllocationFailed);
+    CMVideoFormatDescriptionRef description = nullptr;
+    EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, &description),
+              kCMFormatDescriptionError_AllocationFailed);
+    CVPixelBufferRef buffer = nullptr;
+    ASSERT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);
+    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &description),
+              kCMFormatDescriptionError_AllocationFailed);
+    EXPECT_EQ(description, nullptr);
+    zav_platform::inspection::clear_failures();
+    EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, nullptr),
+              kCMFormatDescriptionError_InvalidParameter);
+    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, nullptr, &description),
+              kCMFormatDescriptionError_InvalidParameter);
+    CFRelease(buffer);
+}
+
+TEST_F(cm_format_description, audio_description_keeps_its_stream_format) {
+    AudioStreamBasicDescription asbd{};
+    asbd.mSampleRate = 48000;
+    asbd.mFormatID = kAudioFormatLinearPCM;
+    asbd.mFormatFlags = kAudioFormatFlagsNativeFloatPacked;
+    asbd.mBytesPerPacket = 8;
+    asbd.mFramesPerPacket = 1;
+    asbd.mBytesPerFrame = 8;
+    asbd.mChannelsPerFrame = 2;
+    asbd.mBitsPerChannel = 32;
+    CMAudioFormatDescriptionRef a = nullptr;
+    CMAudioFormatDescriptionRef b = nullptr;
+    ASSERT_EQ(CMAudioFormatDescriptionCreate(nullptr, &asbd, 0, nullptr, 0, nullptr, nullptr, &a), noErr);
+    asbd.mSampleRate = 44100;
+    ASSERT_EQ(CMAudioFormatDescriptionCreate(nullptr, &asbd, 0, nullptr, 0, nullptr, nullptr, &b), noErr);
+    EXPECT_EQ(CMFormatDescriptionGetMediaType(a), static_cast<CMMediaType>(kCMMediaType_Audio));
+    EXPECT_EQ(CMFormatDescriptionGetMediaSubType(a), static_cast<FourCharCode>(kAudioFormatLinearPCM));
+    EXPECT_EQ(CMAudioFormatDescriptionGetStreamBasicDescription(a)->mSampleRate, 48000);
+    EXPECT_FALSE(CMFormatDescriptionEqual(a, b));
+    CFRelease(a);
+    CFRelease(b);
+}
+
+using cm_sample_buffer = platform_test_t;
+
+TEST_F(cm_sample_buffer, holds_image_and_description_and_gives_them_back_by_get_rule) {
+    CVPixelBufferRef image = nullptr;
+    ASSERT_EQ(CVPixelBufferCreate(nullptr, 64, 48, kCVPixelFormatType_422YpCbCr8, nullptr, &image), kCVReturnSuccess);
+    CMVideoFormatDescriptionRef description = nullptr;
+    ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, image, &description), noErr);
+    CMSampleTimingInfo timing{CMTimeMake(1001, 30000), CMTimeMake(5, 1), CMTimeMake(5, 1)};
+    CMSampleBufferRef sample = nullptr;
+    ASSERT_EQ(CMSampleBufferCreateForImageBuffer(nullptr, image, true, nullptr, nullptr, description, &timing, &sample),
+              noErr);
+    EXPECT_EQ(CFGetRetainCount(sample), 1);
+    EXPECT_EQ(CFGetRetainCount(image), 2);
+    EXPECT_EQ(CFGetRetainCount(description), 2);
+    EXPECT_EQ(CMSampleBufferGetImageBuffer(sample), image);
+    EXPECT_EQ(CMSampleBufferGetFormatDescription(sample), description);
+    EXPECT_EQ(CFGetRetainCount(image), 2);
+    EXPECT_EQ(CMSampleBufferGetNumSamples(sample), 1);
+    EXPECT_EQ(CMTimeCompare(CMSampleBufferGetPresentationTimeStamp(sample), CMTimeMake(5, 1)), 0);
+    EXPECT_EQ(CMTimeCompare(CMSampleBufferGetDuration(sample), CMTimeMake(1001, 30000)), 0);
+    CMSampleTimingInfo read{};
+    EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(sample, 0, &read), noErr);
+    EXPECT_EQ(CMTimeCompare(read.decodeTimeStamp, CMTimeMake(5, 1)), 0);
+    EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(sample, 1, &read), kCMSampleBufferError_SampleIndexOutOfRange);
+    EXPECT_TRUE(CMSampleBufferDataIsReady(sample));
+    EXPECT_EQ(CFGetTypeID(sample), CMSampleBufferGetTypeID());
+    CFRelease(sample);
+    EXPECT_EQ(CFGetRetainCount(image), 1);
+    EXPECT_EQ(CFGetRetainCount(description), 1);
+    CFRelease(description);
+    CFRelease(image);
+}
+
+TEST_F(cm_sample_buffer, refuses_missing_or_mismatched_arguments) {
+    CVPixelBufferRef image = nullptr;
+    ASSERT_EQ(CVPixelBufferCreate(nullptr, 64, 48, kCVPixelFormatType_32BGRA, nullptr, &image), kCVReturnSuccess);
+    CMVideoFormatDescriptionRef other_size = video(kCMPixelFormat_32BGRA, 32, 48);
+    const CMSampleTimingInfo timing = kCMTimingInfoInvalid;
+    CMSampleBufferRef sample = nullptr;
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image, other_size, &timing, &sample),
+              kCMSampleBufferError_InvalidMediaFormat);
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image, nullptr, &timing, &sample),
+              kCMSampleBufferError_RequiredParameterMissing);
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, nullptr, other_size, &timing, &sample),
+              kCMSampleBufferError_RequiredParameterMissing);
+    EXPECT_EQ(sample, nullptr);
+    EXPECT_EQ(CFGetRetainCount(image), 1);
+    CFRelease(other_size);
+    CFRelease(image);
+}
+
+TEST_F(cm_sample_buffer, attachments_retain_values_and_propagate_by_mode) {
+    CVPixelBufferRef image = nullptr;
+    ASSERT_EQ(CVPixelBufferCreate(nullptr, 16, 16, kCVPixelFormatType_32BGRA, nullptr, &image), kCVReturnSuccess);
+    CMVideoFormatDescriptionRef description = nullptr;
+    ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, image, &description), noErr);
+    const CMSampleTimingInfo timing = kCMTimingInfoInvalid;
+    CMSampleBufferRef sample = nullptr;
+    ASSERT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image, description, &timing, &sample), noErr);
+
+    CFNumberRef sequence = make_int32(12);
+    CMSetAttachment(sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
+    CMSetAttachment(sample, CFSTR("Tag"), kCFBooleanTrue, kCMAttachmentMode_ShouldPropagate);
+    EXPECT_EQ(CFGetRetainCount(sequence), 2);
+    CMAttachmentMode mode = 99;
+    EXPECT_EQ(CMGetAttachment(sample, CFSTR("SequenceNumber"), &mode), sequence);
+    EXPECT_EQ(mode, static_cast<CMAttachmentMode>(kCMAttachmentMode_ShouldNotPropagate));
+    EXPECT_EQ(CFGetRetainCount(sequence), 2);  // Get rule
+    EXPECT_EQ(CMGetAttachment(sample, CFSTR("Missing"), nullptr), nullptr);
+
+    // Only propagating attachments travel to another bearer (here the pixel buffer).
+    CMPropagateAttachments(sample, image);
+    EXPECT_EQ(CMGetAttachment(image, CFSTR("Tag"), nullptr), kCFBooleanTrue);
+    EXPECT_EQ(CMGetAttachment(image, CFSTR("SequenceNumber"), nullptr), nullptr);
+
+    CFDictionaryRef not_propagated = CMCopyDictionaryOfAttachments(nullptr, sample, kCMAttachmentMode_ShouldNotPropagate);
+    ASSERT_NE(not_propagated, nullptr);
+    EXPECT_EQ(CFDictionaryGetCount(not_propagated), 1);
+    CFRelease(not_propagated);
+
+    CMRemoveAttachment(sample, CFSTR("SequenceNumber"));
+    EXPECT_EQ(CFGetRetainCount(sequence), 1);
+    CMSetAttachment(sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
+    CFRelease(sample);  // the sample's end releases what it still holds
+    EXPECT_EQ(CFGetRetainCount(sequence), 1);
+    CFRelease(sequence);
+    CFRelease(description);
+    CFRelease(image);
+}
+
+}  // namespace

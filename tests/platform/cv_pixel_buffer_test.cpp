@@ -1,0 +1,233 @@
+// Pixel buffers and pools: row padding, locks, recycling, attributes and failure switches.
+#include "platform_test.h"
+
+#include <CoreVideo/CoreVideo.h>
+
+#include <cstdint>
+#include <cstring>
+#include <set>
+#include <vector>
+
+namespace {
+
+using cv_pixel_buffer = platform_test_t;
+using zav_platform::inspection::failing_call_t;
+
+struct padding_case_t {
+    OSType m_format;
+    size_t m_width;
+    size_t m_unpadded;  // width × bytes per pixel
+};
+
+TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes) {
+    const padding_case_t cases[] = {
+        {kCVPixelFormatType_32BGRA, 1, 4},        {kCVPixelFormatType_32BGRA, 1366, 5464},
+        {kCVPixelFormatType_32BGRA, 1920, 7680},  {kCVPixelFormatType_422YpCbCr8, 1, 4},
+        {kCVPixelFormatType_422YpCbCr8, 33, 68},  {kCVPixelFormatType_422YpCbCr8, 1280, 2560},
+        {kCVPixelFormatType_422YpCbCr8_yuvs, 721, 1444}, {kCVPixelFormatType_32ARGB, 17, 68},
+        {kCVPixelFormatType_24RGB, 5, 15},
+    };
+    for (const auto& c : cases) {
+        CVPixelBufferRef buffer = nullptr;
+        ASSERT_EQ(CVPixelBufferCreate(nullptr, c.m_width, 3, c.m_format, nullptr, &buffer), kCVReturnSuccess);
+        const size_t row_bytes = CVPixelBufferGetBytesPerRow(buffer);
+        EXPECT_EQ(row_bytes % 64, 0u) << c.m_width;
+        EXPECT_GE(row_bytes, c.m_unpadded) << c.m_width;
+        EXPECT_LT(row_bytes, c.m_unpadded + 64) << c.m_width;
+        EXPECT_EQ(CVPixelBufferGetDataSize(buffer), row_bytes * 3);
+        EXPECT_EQ(CVPixelBufferGetWidth(buffer), c.m_width);
+        EXPECT_EQ(CVPixelBufferGetHeight(buffer), 3u);
+        EXPECT_EQ(CVPixelBufferGetPixelFormatType(buffer), c.m_format);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(CVPixelBufferGetBaseAddress(buffer)) % 64, 0u);
+        // The whole padded image is writable.
+        std::memset(CVPixelBufferGetBaseAddress(buffer), 0xAB, CVPixelBufferGetDataSize(buffer));
+        CVPixelBufferRelease(buffer);
+    }
+}
+
+TEST_F(cv_pixel_buffer, row_alignment_attribute_is_honoured) {
+    SInt32 alignment = 256;
+    CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &alignment);
+    const void* keys[] = {kCVPixelBufferBytesPerRowAlignmentKey};
+    const void* values[] = {number};
+    CFDictionaryRef attributes = CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
+                                                    &kCFTypeDictionaryValueCallBacks);
+    CVPixelBufferRef buffer = nullptr;
+    ASSERT_EQ(CVPixelBufferCreate(nullptr, 70, 2, kCVPixelFormatType_32BGRA, attributes, &buffer), kCVReturnSuccess);
+    EXPECT_EQ(CVPixelBufferGetBytesPerRow(buffer), 512u);  // 280 bytes rounded up to 256
+    CVPixelBufferRelease(buffer);
+    CFRelease(attributes);
+    CFRelease(number);
+}
+
+TEST_F(cv_pixel_buffer, bad_arguments_are_refused_and_output_untouched) {
+    CVPixelBufferRef buffer = nullptr;
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 0, 10, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 0, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, 0x3F3F3F3F, nullptr, &buffer), kCVReturnInvalidPixelFormat);
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, kCVPixelFormatType_32BGRA, nullptr, nullptr), kCVReturnInvalidArgument);
+    EXPECT_EQ(buffer, nullptr);
+    CVPixelBufferRelease(nullptr);  // accepted, as CoreVideo's release functions accept NULL
+    EXPECT_EQ(CVPixelBufferRetain(nullptr), nullptr);
+}
+
+TEST_F(cv_pixel_buffer, locks_are_counted_and_must_match) {
+    CVPixelBufferRef buffer = nullptr;
+    ASSERT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);
+    EXPECT_NE(CVPixelBufferUnlockBaseAddress(buffer, 0), kCVReturnSuccess);  // never locked
+    EXPECT_EQ(CVPixelBufferLockBaseAddress(buffer, 0), kCVReturnSuccess);
+    EXPECT_EQ(CVPixelBufferLockBaseAddress(buffer, 0), kCVReturnSuccess);
+    EXPECT_EQ(CVPixelBufferLockBaseAddress(buffer, kCVPixelBufferLock_ReadOnly), kCVReturnSuccess);
+    EXPECT_EQ(CVPixelBufferUnlockBaseAddress(buffer, 0), kCVReturnSuccess);
+    EXPECT_EQ(CVPixelBufferUnlockBaseAddress(buffer, 0), kCVReturnSuccess);
+    EXPECT_NE(CVPixelBufferUnlockBaseAddress(buffer, 0), kCVReturnSuccess);  // only the read-only lock is left
+    EXPECT_EQ(CVPixelBufferUnlockBaseAddress(buffer, kCVPixelBufferLock_ReadOnly), kCVReturnSuccess);
+    EXPECT_NE(CVPixelBufferUnlockBaseAddress(buffer, kCVPixelBufferLock_ReadOnly), kCVReturnSuccess);
+    EXPECT_EQ(CVPixelBufferLockBaseAddress(nullptr, 0), kCVReturnInvalidArgument);
+    CVPixelBufferRelease(buffer);
+}
+
+TEST_F(cv_pixel_buffer, wrapped_bytes_are_given_back_through_the_callback) {
+    static int released = 0;
+    static const void* released_address = nullptr;
+    released = 0;
+    int one = 1;
+    std::vector<uint8_t> pixels(100 * 10);
+    CVPixelBufferRef buffer = nullptr;
+    ASSERT_EQ(CVPixelBufferCreateWithBytes(
+                  nullptr, 20, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100,
+                  [](void* refcon, const void* address) {
+                      released += *static_cast<int*>(refcon);
+                      released_address = address;
+                  },
+                  &one, nullptr, &buffer),
+              kCVReturnSuccess);
+    EXPECT_EQ(CVPixelBufferGetBytesPerRow(buffer), 100u);  // the caller's stride is kept as given
+    EXPECT_EQ(CVPixelBufferGetBaseAddress(buffer), pixels.data());
+    EXPECT_EQ(released, 0);
+    CVPixelBufferRelease(buffer);
+    EXPECT_EQ(released, 1);
+    EXPECT_EQ(released_address, pixels.data());
+    EXPECT_EQ(CVPixelBufferCreateWithBytes(nullptr, 30, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, nullptr,
+                                           nullptr, nullptr, &buffer),
+              kCVReturnInvalidArgument);  // 30 pixels need 120 bytes a row
+}
+
+TEST_F(cv_pixel_buffer, failure_switch_makes_creation_fail) {
+    zav_platform::inspection::set_failure(failing_call_t::pixel_buffer_create, kCVReturnAllocationFailed);
+    CVPixelBufferRef buffer = nullptr;
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer),
+              kCVReturnAllocationFailed);
+    EXPECT_EQ(buffer, nullptr);
+    zav_platform::inspection::clear_failures();
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);
+    CVPixelBufferRelease(buffer);
+}
+
+// ---- Pools ----
+
+class cv_pixel_buffer_pool : public platform_test_t {
+protected:
+    // Pixel buffer attributes with format, width and height as CFNumbers.
+    static CFDictionaryRef attributes(OSType format, SInt32 width, SInt32 height) {
+        SInt32 code = static_cast<SInt32>(format);
+        CFNumberRef numbers[] = {CFNumberCreate(nullptr, kCFNumberSInt32Type, &code),
+                                 CFNumberCreate(nullptr, kCFNumberSInt32Type, &width),
+                                 CFNumberCreate(nullptr, kCFNumberSInt32Type, &height)};
+        const void* keys[] = {kCVPixelBufferPixelFormatTypeKey, kCVPixelBufferWidthKey, kCVPixelBufferHeightKey};
+        CFDictionaryRef result = CFDictionaryCreate(nullptr, keys, reinterpret_cast<const void**>(numbers), 3,
+                                                    &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+        for (CFNumberRef number : numbers) CFRelease(number);
+        return result;
+    }
+};
+
+TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused) {
+    CFDictionaryRef buffer_attributes = attributes(kCVPixelFormatType_422YpCbCr8, 1366, 4);
+    CVPixelBufferPoolRef pool = nullptr;
+    ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, buffer_attributes, &pool), kCVReturnSuccess);
+    EXPECT_EQ(CFGetTypeID(pool), CVPixelBufferPoolGetTypeID());
+    EXPECT_TRUE(CFEqual(CVPixelBufferPoolGetPixelBufferAttributes(pool), buffer_attributes));
+
+    CVPixelBufferRef first = nullptr;
+    CVPixelBufferRef second = nullptr;
+    ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &first), kCVReturnSuccess);
+    ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &second), kCVReturnSuccess);
+    EXPECT_EQ(CFGetRetainCount(first), 1);
+    EXPECT_EQ(CVPixelBufferGetWidth(first), 1366u);
+    EXPECT_EQ(CVPixelBufferGetBytesPerRow(first), 2752u);  // 2732 bytes padded to 64
+    void* const first_memory = CVPixelBufferGetBaseAddress(first);
+    EXPECT_NE(first_memory, CVPixelBufferGetBaseAddress(second));  // both in use: distinct memory
+    CVPixelBufferRelease(first);
+    CVPixelBufferRef third = nullptr;
+    ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &third), kCVReturnSuccess);
+    EXPECT_EQ(CVPixelBufferGetBaseAddress(third), first_memory);  // the released buffer came back
+    CVPixelBufferRelease(third);
+    CVPixelBufferRelease(second);
+    CVPixelBufferPoolRelease(pool);
+    CFRelease(buffer_attributes);
+}
+
+TEST_F(cv_pixel_buffer_pool, buffers_may_outlive_their_pool) {
+    CFDictionaryRef buffer_attributes = attributes(kCVPixelFormatType_32BGRA, 64, 64);
+    CVPixelBufferPoolRef pool = nullptr;
+    ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, buffer_attributes, &pool), kCVReturnSuccess);
+    CVPixelBufferRef buffer = nullptr;
+    ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnSuccess);
+    CVPixelBufferPoolRelease(pool);
+    std::memset(CVPixelBufferGetBaseAddress(buffer), 0, CVPixelBufferGetDataSize(buffer));
+    CVPixelBufferRelease(buffer);  // its memory is freed now, not handed to a dead pool
+    CFRelease(buffer_attributes);
+}
+
+TEST_F(cv_pixel_buffer_pool, many_cycles_use_a_bounded_set_of_memory_blocks) {
+    CFDictionaryRef buffer_attributes = attributes(kCVPixelFormatType_32BGRA, 32, 32);
+    CVPixelBufferPoolRef pool = nullptr;
+    ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, buffer_attributes, &pool), kCVReturnSuccess);
+    std::set<void*> memory;
+    CVPixelBufferRef previous = nullptr;
+    for (int frame = 0; frame < 100; ++frame) {
+        CVPixelBufferRef buffer = nullptr;
+        ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnSuccess);
+        memory.insert(CVPixelBufferGetBaseAddress(buffer));
+        CVPixelBufferRelease(previous);  // keep one frame in flight, as a capture loop does
+        previous = buffer;
+    }
+    CVPixelBufferRelease(previous);
+    EXPECT_LE(memory.size(), 2u);
+    CVPixelBufferPoolRelease(pool);
+    CFRelease(buffer_attributes);
+}
+
+TEST_F(cv_pixel_buffer_pool, incomplete_attributes_and_failure_switches) {
+    const void* keys[] = {kCVPixelBufferWidthKey};
+    SInt32 width = 10;
+    CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &width);
+    const void* values[] = {number};
+    CFDictionaryRef width_only = CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
+                                                    &kCFTypeDictionaryValueCallBacks);
+    CVPixelBufferPoolRef pool = nullptr;
+    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, width_only, &pool), kCVReturnInvalidPixelBufferAttributes);
+    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, nullptr, &pool), kCVReturnInvalidPixelBufferAttributes);
+    EXPECT_EQ(pool, nullptr);
+
+    CFDictionaryRef complete = attributes(kCVPixelFormatType_32BGRA, 16, 16);
+    zav_platform::inspection::set_failure(failing_call_t::pixel_buffer_pool_create, kCVReturnPoolAllocationFailed);
+    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, complete, &pool), kCVReturnPoolAllocationFailed);
+    EXPECT_EQ(pool, nullptr);
+    zav_platform::inspection::clear_failures();
+    ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, complete, &pool), kCVReturnSuccess);
+    zav_platform::inspection::set_failure(failing_call_t::pool_create_pixel_buffer, kCVReturnWouldExceedAllocationThreshold);
+    CVPixelBufferRef buffer = nullptr;
+    EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnWouldExceedAllocationThreshold);
+    EXPECT_EQ(buffer, nullptr);
+    zav_platform::inspection::clear_failures();
+    ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnSuccess);
+    CVPixelBufferRelease(buffer);
+    CVPixelBufferPoolRelease(pool);
+    CFRelease(complete);
+    CFRelease(width_only);
+    CFRelease(number);
+}
+
+}  // namespace
