@@ -4,20 +4,21 @@ memcpy floor's.
 
 Benchmarks are named "<operation>/<implementation>": "ours" is this project, "memcpy_floor" the
 floor of the same bytes, anything else a peer. Reads Google Benchmark's JSON output; with
-repetitions it uses the median aggregate, otherwise the single run.
+repetitions it uses the median aggregate, otherwise the single run. Wall-clock time by default;
+--cpu uses the process's CPU time instead, which a busy shared machine disturbs less.
 """
+import argparse
 import json
-import sys
 
 
-def medians(report):
+def medians(report, field):
     times = {}
     single = {}
     for b in report.get("benchmarks", []):
         name = b.get("run_name", b["name"])
         if "/" not in name:
             continue
-        t = b["real_time"] * {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}[b.get("time_unit", "ns")]
+        t = b[field] * {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}[b.get("time_unit", "ns")]
         if b.get("run_type") == "aggregate":
             if b.get("aggregate_name") == "median":
                 times[name] = t
@@ -29,10 +30,12 @@ def medians(report):
 
 
 def main():
-    if len(sys.argv) != 2:
-        sys.exit("usage: ratio_table.py BENCHMARK_JSON")
-    with open(sys.argv[1]) as f:
-        times = medians(json.load(f))
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("json", help="Google Benchmark JSON output")
+    parser.add_argument("--cpu", action="store_true", help="use CPU time rather than wall-clock time")
+    args = parser.parse_args()
+    with open(args.json) as f:
+        times = medians(json.load(f), "cpu_time" if args.cpu else "real_time")
 
     operations = {}
     for name, t in times.items():
@@ -54,6 +57,18 @@ def main():
         ratio_floor = f"{ours / floor:11.2f}" if floor else f"{'-':>11}"
         peer_ms = f"{peer * 1e3:9.3f}" if peer else f"{'-':>9}"
         print(f"{operation:<34} {ours * 1e3:9.3f} {peer_name:<34} {peer_ms} {ratio_peer} {ratio_floor}")
+
+    print()
+    print("ours / each peer")
+    for operation in sorted(operations):
+        impls = operations[operation]
+        ours = impls.get("ours")
+        if ours is None:
+            continue
+        for name, t in sorted(impls.items()):
+            if name in ("ours", "memcpy_floor"):
+                continue
+            print(f"  {operation:<34} {name:<34} {t * 1e3:9.3f} ms   ours/peer {ours / t:7.2f}")
 
 
 if __name__ == "__main__":

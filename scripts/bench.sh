@@ -18,3 +18,5 @@ json="$dir/pixel_bench.json"
     --benchmark_out="$json" --benchmark_out_format=json "$@"
 echo
 python3 bench/ratio_table.py "$json"
+echo
+echo "(the same from CPU time: python3 bench/ratio_table.py --cpu $json)"
