@@ -252,17 +252,6 @@ TEST(object_base_entries_test, plain_base_entries_answer_without_a_published_che
                                                          "has_property : unkwown property zzzz"}));
 }
 
-TEST(object_base_entries_test, size_entry_asks_the_hook_with_no_buffer)
-{
-    // A size query through the entry must never reach the exact-size check.
-    base_t plugin_object('aplg', nullptr);
-    clear_log();
-    UInt32 size = k_untouched;
-    EXPECT_EQ(plugin_object.get_property_data_size(address_of(kCMIOObjectPropertyManufacturer), 0, nullptr, &size), 0);
-    EXPECT_EQ(size, 8u);
-    EXPECT_TRUE(log_messages().empty());
-}
-
 TEST(object_base_entries_test, base_object_cannot_report_changes)
 {
     base_t plugin_object('aplg', nullptr);

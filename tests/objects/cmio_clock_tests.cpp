@@ -86,12 +86,4 @@ TEST_F(cmio_clock_test, refused_creation_leaves_an_empty_owner)
     EXPECT_TRUE(inspection::clocks_invalidated().empty()) << "nothing to invalidate";
 }
 
-TEST_F(cmio_clock_test, separate_owners_have_separate_clocks)
-{
-    const cmio_clock_t first(k_clock_name, CMTimeMake(1, 10), 100, 10, nullptr);
-    const cmio_clock_t second(k_clock_name, CMTimeMake(1, 30), 50, 5, nullptr);
-    EXPECT_NE(first.get_ref(), second.get_ref());
-    EXPECT_EQ(inspection::clocks_created().size(), 2u);
-}
-
 }  // namespace
