@@ -161,6 +161,8 @@ void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, in
         for (int32_t v = 0; v < k_vectors; ++v)
             all_on[v] = _mm_castsi128_ps(_mm_load_si128(reinterpret_cast<const __m128i*>(on + 4 * v)));
         const int32_t full_from = 2 * (active - 1);
+        uint8_t* out_rows[k_lanes];
+        for (int32_t r = 0; r < active; ++r) out_rows[r] = dst + dst_stride * (y + r);
 
         const int32_t steps = pairs + 2 * (active - 1);
         // Cache lines of the prefetch rows, spread evenly over the last band's steps.
@@ -250,10 +252,14 @@ void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, in
                     _mm_or_si128(_mm_slli_epi32(bytes[2][v], 16), _mm_slli_epi32(bytes[3][v], 24)));
                 _mm_store_si128(reinterpret_cast<__m128i*>(words + 4 * v), packed);
             }
-            for (int32_t r = 0; r < active; ++r) {
-                const int32_t i = t - 2 * r;
-                if (i < 0 || i >= pairs) continue;
-                std::memcpy(dst + dst_stride * (y + r) + 4 * static_cast<ptrdiff_t>(i), &words[r], 4);
+            if (full) {
+                for (int32_t r = 0; r < active; ++r)
+                    std::memcpy(out_rows[r] + 4 * static_cast<ptrdiff_t>(t - 2 * r), &words[r], 4);
+            } else {
+                for (int32_t r = 0; r < active; ++r) {
+                    const int32_t i = t - 2 * r;
+                    if (i >= 0 && i < pairs) std::memcpy(out_rows[r] + 4 * static_cast<ptrdiff_t>(i), &words[r], 4);
+                }
             }
 
             // The receiving row's cells below j + 2 get no more shares.
