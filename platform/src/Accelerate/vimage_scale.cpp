@@ -1,5 +1,7 @@
 // vImageScale_ARGB8888 through libyuv's ARGB scaler (the four channels are scaled alike, so
-// the channel order does not matter).
+// the channel order does not matter). libyuv's filtered paths sample with 7-bit weights and
+// so may lose up to two levels at full intensity (255 comes out as 253); when enlarging they
+// align the corner pixels rather than the pixel centres, a shift of under half a source pixel.
 #include <Accelerate/Geometry.h>
 
 #include "vimage_checks.h"

@@ -1,0 +1,294 @@
+// vImage ARGB8888 scale and affine warp against a plain reference written here: bilinear
+// sampling at pixel centres, background where the source does not reach.
+#include <Accelerate/Accelerate.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+namespace {
+
+// An image with padded rows, bytes after each row's pixels set to a sentinel.
+struct image_t {
+    std::size_t m_width;
+    std::size_t m_height;
+    std::size_t m_row_bytes;
+    std::vector<uint8_t> m_bytes;
+
+    image_t(std::size_t width, std::size_t height, std::size_t padding = 12)
+        : m_width(width), m_height(height), m_row_bytes(width * 4 + padding), m_bytes(m_row_bytes * height, 0xEE) {}
+
+    uint8_t* pixel(std::size_t x, std::size_t y) { return &m_bytes[y * m_row_bytes + x * 4]; }
+    const uint8_t* pixel(std::size_t x, std::size_t y) const { return &m_bytes[y * m_row_bytes + x * 4]; }
+    vImage_Buffer buffer() { return vImage_Buffer{m_bytes.data(), m_height, m_width, m_row_bytes}; }
+    bool padding_intact() const {
+        for (std::size_t y = 0; y < m_height; ++y)
+            for (std::size_t i = m_width * 4; i < m_row_bytes; ++i)
+                if (m_bytes[y * m_row_bytes + i] != 0xEE) return false;
+        return true;
+    }
+};
+
+// Smooth content that differs per channel and per axis, so that swapped channels, axes or a
+// mirrored picture show: two linear ramps, a product term and a constant alpha.
+image_t smooth_image(std::size_t width, std::size_t height) {
+    image_t image(width, height);
+    for (std::size_t y = 0; y < height; ++y) {
+        for (std::size_t x = 0; x < width; ++x) {
+            const double u = (static_cast<double>(x) + 0.5) / static_cast<double>(width);
+            const double v = (static_cast<double>(y) + 0.5) / static_cast<double>(height);
+            uint8_t* p = image.pixel(x, y);
+            p[0] = 255;
+            p[1] = static_cast<uint8_t>(std::lround(20 + 200 * u));
+            p[2] = static_cast<uint8_t>(std::lround(30 + 190 * v));
+            p[3] = static_cast<uint8_t>(std::lround(40 + 180 * u * v));
+        }
+    }
+    return image;
+}
+
+// Bilinear sample of `image` at continuous pixel coordinates (pixel i centred at i + 0.5).
+void reference_sample(const image_t& image, double u, double v, double out[4]) {
+    const double fx = std::clamp(u - 0.5, 0.0, static_cast<double>(image.m_width - 1));
+    const double fy = std::clamp(v - 0.5, 0.0, static_cast<double>(image.m_height - 1));
+    const std::size_t x0 = static_cast<std::size_t>(fx);
+    const std::size_t y0 = static_cast<std::size_t>(fy);
+    const std::size_t x1 = std::min(x0 + 1, image.m_width - 1);
+    const std::size_t y1 = std::min(y0 + 1, image.m_height - 1);
+    const double ax = fx - static_cast<double>(x0);
+    const double ay = fy - static_cast<double>(y0);
+    for (int c = 0; c < 4; ++c) {
+        const double top = image.pixel(x0, y0)[c] * (1 - ax) + image.pixel(x1, y0)[c] * ax;
+        const double bottom = image.pixel(x0, y1)[c] * (1 - ax) + image.pixel(x1, y1)[c] * ax;
+        out[c] = top * (1 - ay) + bottom * ay;
+    }
+}
+
+// Largest channel difference between `actual` and the reference scaled into the rectangle
+// [0, sx * src width) × [0, sy * src height).
+double max_difference_in(const image_t& actual, const image_t& src, double sx, double sy, std::size_t covered_w,
+                         std::size_t covered_h) {
+    double worst = 0;
+    for (std::size_t y = 0; y < covered_h; ++y) {
+        for (std::size_t x = 0; x < covered_w; ++x) {
+            double expected[4];
+            reference_sample(src, (static_cast<double>(x) + 0.5) / sx, (static_cast<double>(y) + 0.5) / sy, expected);
+            for (int c = 0; c < 4; ++c) worst = std::max(worst, std::fabs(actual.pixel(x, y)[c] - expected[c]));
+        }
+    }
+    return worst;
+}
+
+// Pixels of `actual` that are not the reference picture, allowing the sampling phase to differ
+// by up to half a source pixel (scalers differ there: libyuv aligns corners when enlarging)
+// and 3 levels of rounding (libyuv's filters lose up to 2 levels at full intensity): each channel must lie between the reference values sampled half a
+// source pixel around the exact position.
+std::size_t pixels_off_picture(const image_t& actual, const image_t& src, double sx, double sy, std::size_t covered_w,
+                               std::size_t covered_h) {
+    std::size_t off = 0;
+    for (std::size_t y = 0; y < covered_h; ++y) {
+        for (std::size_t x = 0; x < covered_w; ++x) {
+            const double u = (static_cast<double>(x) + 0.5) / sx;
+            const double v = (static_cast<double>(y) + 0.5) / sy;
+            double low[4] = {1e9, 1e9, 1e9, 1e9};
+            double high[4] = {-1e9, -1e9, -1e9, -1e9};
+            for (double du : {-0.5, 0.0, 0.5}) {
+                for (double dv : {-0.5, 0.0, 0.5}) {
+                    double sample[4];
+                    reference_sample(src, u + du, v + dv, sample);
+                    for (int c = 0; c < 4; ++c) {
+                        low[c] = std::min(low[c], sample[c]);
+                        high[c] = std::max(high[c], sample[c]);
+                    }
+                }
+            }
+            for (int c = 0; c < 4; ++c) {
+                const double value = actual.pixel(x, y)[c];
+                if (value < low[c] - 3 || value > high[c] + 3) {
+                    ++off;
+                    break;
+                }
+            }
+        }
+    }
+    return off;
+}
+
+struct size_case_t {
+    std::size_t m_sw, m_sh, m_dw, m_dh;
+};
+
+const size_case_t k_sizes[] = {
+    {64, 48, 32, 24},     {33, 17, 100, 50},   {7, 5, 7, 5},          {640, 480, 1280, 720},
+    {1280, 720, 854, 480}, {640, 360, 960, 540}, {3, 2, 17, 9},
+};
+
+TEST(vimage_scale, matches_the_reference_on_several_sizes) {
+    for (const auto& c : k_sizes) {
+        image_t src = smooth_image(c.m_sw, c.m_sh);
+        image_t dst(c.m_dw, c.m_dh);
+        vImage_Buffer s = src.buffer();
+        vImage_Buffer d = dst.buffer();
+        ASSERT_EQ(vImageScale_ARGB8888(&s, &d, nullptr, kvImageNoFlags), kvImageNoError);
+        const double sx = static_cast<double>(c.m_dw) / static_cast<double>(c.m_sw);
+        const double sy = static_cast<double>(c.m_dh) / static_cast<double>(c.m_sh);
+        EXPECT_EQ(pixels_off_picture(dst, src, sx, sy, c.m_dw, c.m_dh), 0u)
+            << c.m_sw << "x" << c.m_sh << " -> " << c.m_dw << "x" << c.m_dh;
+        // Video-sized pictures change slowly per pixel: there the result is close everywhere.
+        if (c.m_sw >= 640) {
+            EXPECT_LE(max_difference_in(dst, src, sx, sy, c.m_dw, c.m_dh), 3.0)
+                << c.m_sw << "x" << c.m_sh << " -> " << c.m_dw << "x" << c.m_dh;
+        }
+        EXPECT_TRUE(dst.padding_intact());
+    }
+}
+
+TEST(vimage_scale, temp_size_query_returns_a_size_and_touches_nothing) {
+    image_t src = smooth_image(40, 30);
+    image_t dst(20, 10);
+    const std::vector<uint8_t> before = dst.m_bytes;
+    vImage_Buffer s = src.buffer();
+    vImage_Buffer d = dst.buffer();
+    const vImage_Error size = vImageScale_ARGB8888(&s, &d, nullptr, kvImageGetTempBufferSize);
+    EXPECT_GT(size, 0);
+    EXPECT_EQ(dst.m_bytes, before);
+    // Only the sizes matter for the query.
+    s.data = nullptr;
+    d.data = nullptr;
+    EXPECT_EQ(vImageScale_ARGB8888(&s, &d, nullptr, kvImageGetTempBufferSize), size);
+    // A caller-provided temporary buffer of that size is accepted.
+    std::vector<uint8_t> temp(static_cast<std::size_t>(size));
+    s = src.buffer();
+    d = dst.buffer();
+    EXPECT_EQ(vImageScale_ARGB8888(&s, &d, temp.data(), kvImageNoFlags), kvImageNoError);
+}
+
+TEST(vimage_scale, bad_arguments) {
+    image_t src = smooth_image(8, 8);
+    image_t dst(4, 4);
+    vImage_Buffer s = src.buffer();
+    vImage_Buffer d = dst.buffer();
+    EXPECT_EQ(vImageScale_ARGB8888(nullptr, &d, nullptr, kvImageNoFlags), kvImageNullPointerArgument);
+    EXPECT_EQ(vImageScale_ARGB8888(&s, &d, nullptr, 1u << 20), kvImageUnknownFlagsBit);
+    vImage_Buffer short_rows = s;
+    short_rows.rowBytes = 8 * 4 - 1;
+    EXPECT_EQ(vImageScale_ARGB8888(&short_rows, &d, nullptr, kvImageNoFlags), kvImageInvalidRowBytes);
+    vImage_Buffer empty = d;
+    empty.width = 0;
+    EXPECT_EQ(vImageScale_ARGB8888(&s, &empty, nullptr, kvImageNoFlags), kvImageInvalidParameter);
+}
+
+// ---- Affine warp ----
+
+const Pixel_8888 k_background = {9, 18, 27, 36};
+
+bool is_background(const uint8_t* p) { return std::equal(p, p + 4, k_background); }
+
+TEST(vimage_affine_warp, uniform_scale_draws_the_picture_and_background_elsewhere) {
+    for (const auto& c : k_sizes) {
+        image_t src = smooth_image(c.m_sw, c.m_sh);
+        image_t dst(c.m_dw, c.m_dh);
+        const float s = std::min(static_cast<float>(c.m_dw) / static_cast<float>(c.m_sw),
+                                 static_cast<float>(c.m_dh) / static_cast<float>(c.m_sh));
+        const vImage_AffineTransform transform{s, 0, 0, s, 0, 0};
+        vImage_Buffer sb = src.buffer();
+        vImage_Buffer db = dst.buffer();
+        ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, &transform, k_background, kvImageBackgroundColorFill),
+                  kvImageNoError);
+        // Pixels whose centre falls inside the scaled picture show it; all others are background.
+        std::size_t covered_w = 0, covered_h = 0;
+        while (covered_w < c.m_dw && (static_cast<double>(covered_w) + 0.5) < s * static_cast<double>(c.m_sw)) ++covered_w;
+        while (covered_h < c.m_dh && (static_cast<double>(covered_h) + 0.5) < s * static_cast<double>(c.m_sh)) ++covered_h;
+        EXPECT_EQ(pixels_off_picture(dst, src, s, s, covered_w, covered_h), 0u)
+            << c.m_sw << "x" << c.m_sh << " -> " << c.m_dw << "x" << c.m_dh;
+        if (c.m_sw >= 640) {
+            EXPECT_LE(max_difference_in(dst, src, s, s, covered_w, covered_h), 3.0)
+                << c.m_sw << "x" << c.m_sh << " -> " << c.m_dw << "x" << c.m_dh;
+        }
+        std::size_t wrong_background = 0;
+        for (std::size_t y = 0; y < c.m_dh; ++y)
+            for (std::size_t x = 0; x < c.m_dw; ++x)
+                if ((x >= covered_w || y >= covered_h) && !is_background(dst.pixel(x, y))) ++wrong_background;
+        EXPECT_EQ(wrong_background, 0u) << c.m_sw << "x" << c.m_sh << " -> " << c.m_dw << "x" << c.m_dh;
+        EXPECT_TRUE(dst.padding_intact());
+    }
+}
+
+TEST(vimage_affine_warp, quarter_turn_moves_every_pixel_exactly) {
+    const std::size_t sw = 37, sh = 23;
+    image_t src = smooth_image(sw, sh);
+    for (std::size_t y = 0; y < sh; ++y) src.pixel(5, y)[0] = static_cast<uint8_t>(y);  // a marker column
+    image_t dst(sh, sw);
+    // (u, v) goes to (sh - v, u): a quarter turn clockwise on screen.
+    const vImage_AffineTransform transform{0, 1, -1, 0, static_cast<float>(sh), 0};
+    vImage_Buffer sb = src.buffer();
+    vImage_Buffer db = dst.buffer();
+    ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, &transform, k_background, kvImageBackgroundColorFill),
+              kvImageNoError);
+    std::size_t mismatches = 0;
+    for (std::size_t y = 0; y < sw; ++y)
+        for (std::size_t x = 0; x < sh; ++x)
+            if (!std::equal(dst.pixel(x, y), dst.pixel(x, y) + 4, src.pixel(y, sh - 1 - x))) ++mismatches;
+    EXPECT_EQ(mismatches, 0u);
+    EXPECT_TRUE(dst.padding_intact());
+}
+
+TEST(vimage_affine_warp, translation_with_background_or_extended_edges) {
+    const std::size_t w = 50, h = 20;
+    image_t src = smooth_image(w, h);
+    vImage_Buffer sb = src.buffer();
+    // Moved left by 5 and down by 3: the right and top strips have no source.
+    const vImage_AffineTransform transform{1, 0, 0, 1, -5, 3};
+    image_t filled(w, h);
+    image_t extended(w, h);
+    vImage_Buffer fb = filled.buffer();
+    vImage_Buffer eb = extended.buffer();
+    ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &fb, nullptr, &transform, k_background, kvImageBackgroundColorFill),
+              kvImageNoError);
+    ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &eb, nullptr, &transform, nullptr, kvImageEdgeExtend), kvImageNoError);
+    std::size_t mismatches = 0;
+    for (std::size_t y = 0; y < h; ++y) {
+        for (std::size_t x = 0; x < w; ++x) {
+            const long sx = static_cast<long>(x) + 5;
+            const long sy = static_cast<long>(y) - 3;
+            const bool inside = sx < static_cast<long>(w) && sy >= 0;
+            const uint8_t* nearest = src.pixel(static_cast<std::size_t>(std::min<long>(sx, w - 1)),
+                                               static_cast<std::size_t>(std::max<long>(sy, 0)));
+            if (inside ? !std::equal(nearest, nearest + 4, filled.pixel(x, y)) : !is_background(filled.pixel(x, y)))
+                ++mismatches;
+            if (!std::equal(nearest, nearest + 4, extended.pixel(x, y))) ++mismatches;
+        }
+    }
+    EXPECT_EQ(mismatches, 0u);
+}
+
+TEST(vimage_affine_warp, temp_size_query_and_argument_checks) {
+    image_t src = smooth_image(16, 16);
+    image_t dst(8, 8);
+    const std::vector<uint8_t> before = dst.m_bytes;
+    vImage_Buffer sb = src.buffer();
+    vImage_Buffer db = dst.buffer();
+    const vImage_AffineTransform half{0.5f, 0, 0, 0.5f, 0, 0};
+    EXPECT_GT(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, &half, k_background, kvImageGetTempBufferSize), 0);
+    EXPECT_EQ(dst.m_bytes, before);
+    EXPECT_EQ(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, &half, k_background,
+                                        kvImageBackgroundColorFill | kvImageEdgeExtend),
+              kvImageInvalidEdgeStyle);
+    EXPECT_EQ(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, &half, k_background, kvImageNoFlags),
+              kvImageInvalidEdgeStyle);
+    EXPECT_EQ(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, nullptr, k_background, kvImageBackgroundColorFill),
+              kvImageNullPointerArgument);
+    EXPECT_EQ(dst.m_bytes, before);
+    // A transform that flattens the picture draws only background.
+    const vImage_AffineTransform flat{1, 1, 1, 1, 0, 0};
+    ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, &flat, k_background, kvImageBackgroundColorFill),
+              kvImageNoError);
+    for (std::size_t y = 0; y < 8; ++y)
+        for (std::size_t x = 0; x < 8; ++x) EXPECT_TRUE(is_background(dst.pixel(x, y)));
+}
+
+}  // namespace
