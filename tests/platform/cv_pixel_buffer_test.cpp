@@ -1,11 +1,13 @@
 // Pixel buffers and pools: row padding, locks, recycling, attributes and failure switches.
 #include "platform_test.h"
 
+#include <CoreMedia/CoreMedia.h>
 #include <CoreVideo/CoreVideo.h>
 
 #include <cstdint>
 #include <cstring>
 #include <set>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -195,6 +197,36 @@ TEST_F(cv_pixel_buffer_pool, many_cycles_use_a_bounded_set_of_memory_blocks) {
     }
     CVPixelBufferRelease(previous);
     EXPECT_LE(memory.size(), 2u);
+    CVPixelBufferPoolRelease(pool);
+    CFRelease(buffer_attributes);
+}
+
+TEST_F(cv_pixel_buffer_pool, buffers_released_on_other_threads_return_safely) {
+    // A capture thread takes buffers while a client thread releases the ones it was sent.
+    CFDictionaryRef buffer_attributes = attributes(kCVPixelFormatType_422YpCbCr8, 64, 8);
+    CVPixelBufferPoolRef pool = nullptr;
+    ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, buffer_attributes, &pool), kCVReturnSuccess);
+    CMSimpleQueueRef handoff = nullptr;
+    ASSERT_EQ(CMSimpleQueueCreate(nullptr, 4, &handoff), noErr);
+    constexpr int k_frames = 2000;
+    std::thread client([&] {
+        for (int received = 0; received < k_frames;) {
+            if (const void* buffer = CMSimpleQueueDequeue(handoff)) {
+                CVPixelBufferRelease(static_cast<CVPixelBufferRef>(const_cast<void*>(buffer)));
+                ++received;
+            } else {
+                std::this_thread::yield();
+            }
+        }
+    });
+    for (int frame = 0; frame < k_frames; ++frame) {
+        CVPixelBufferRef buffer = nullptr;
+        ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnSuccess);
+        static_cast<uint8_t*>(CVPixelBufferGetBaseAddress(buffer))[0] = static_cast<uint8_t>(frame);
+        while (CMSimpleQueueEnqueue(handoff, buffer) != noErr) std::this_thread::yield();
+    }
+    client.join();
+    CFRelease(handoff);
     CVPixelBufferPoolRelease(pool);
     CFRelease(buffer_attributes);
 }
