@@ -58,7 +58,7 @@ protected:
     }
 
     static void TearDownTestSuite() {
-        zav_platform::inspection::unload_plug_ins();
+        zav_platform::probe::unload_plug_ins();
         fs::remove_all(s_folder);
     }
 
@@ -150,8 +150,8 @@ TEST(dal_platform_failures, a_plugin_that_cannot_create_its_objects_is_skipped) 
     // Plug-ins installed in the system folder, if any.
     use_plugin_folders("");
     const std::size_t installed = plugin_objects();
-    zav_platform::inspection::unload_plug_ins();
-    zav_platform::inspection::set_failure(zav_platform::inspection::failing_call_t::object_create,
+    zav_platform::probe::unload_plug_ins();
+    zav_platform::probe::set_failure(zav_platform::probe::failing_call_t::object_create,
                                           kCMIOHardwareUnspecifiedError);
     use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
     std::string log;
@@ -161,7 +161,7 @@ TEST(dal_platform_failures, a_plugin_that_cannot_create_its_objects_is_skipped) 
         camera = find_test_camera();
         log = capture.text();
     }
-    zav_platform::inspection::clear_failures();
+    zav_platform::probe::clear_failures();
     EXPECT_EQ(camera, kCMIOObjectUnknown);
     EXPECT_NE(log.find("TestCamera.plugin: the plug-in failed to initialise"), std::string::npos) << log;
     // Its plug-in object went away with it.
@@ -189,7 +189,7 @@ TEST(dal_exit, unloading_tears_down_and_releases_every_plugin) {
     std::string log;
     {
         stderr_capture_t capture;
-        zav_platform::inspection::unload_plug_ins();
+        zav_platform::probe::unload_plug_ins();
         log = capture.text();
     }
     EXPECT_NE(log.find("TestCamera: last reference released after teardown"), std::string::npos) << log;

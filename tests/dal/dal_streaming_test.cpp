@@ -159,19 +159,19 @@ TEST_F(dal_streaming_t, stream_clock_follows_the_frames) {
 }
 
 TEST_F(dal_streaming_t, sample_buffers_are_not_leaked_once_released) {
-    const std::size_t before = zav_platform::inspection::live_object_count(CMSampleBufferGetTypeID());
+    const std::size_t before = zav_platform::probe::live_object_count(CMSampleBufferGetTypeID());
     ASSERT_EQ(CMIODeviceStartStream(m_device, m_stream), noErr);
     ASSERT_TRUE(wait_for([&] { return m_altered.calls.load() >= 3; }));
     ASSERT_EQ(CMIODeviceStopStream(m_device, m_stream), noErr);
     drain();
-    EXPECT_EQ(zav_platform::inspection::live_object_count(CMSampleBufferGetTypeID()), before);
+    EXPECT_EQ(zav_platform::probe::live_object_count(CMSampleBufferGetTypeID()), before);
 }
 
 // ---- Several threads -----------------------------------------------------------------------------
 
 TEST(dal_threads, first_calls_from_several_threads_load_the_plugins_once) {
     use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
-    zav_platform::inspection::clear_records();
+    zav_platform::probe::clear_records();
     constexpr int k_threads = 4;
     std::vector<CMIOObjectID> found(k_threads, kCMIOObjectUnknown);
     std::atomic<bool> go{false};
@@ -189,7 +189,7 @@ TEST(dal_threads, first_calls_from_several_threads_load_the_plugins_once) {
     // Each plug-in made its devices once: as many creations as devices listed (plug-ins
     // installed in the system folder included).
     std::size_t devices_made = 0;
-    for (const auto& created : zav_platform::inspection::created_objects()) {
+    for (const auto& created : zav_platform::probe::created_objects()) {
         if (created.class_id == kCMIODeviceClassID) ++devices_made;
     }
     EXPECT_EQ(devices_made, read_ids(kCMIOObjectSystemObject, kCMIOHardwarePropertyDevices).size())

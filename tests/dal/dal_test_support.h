@@ -5,7 +5,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreMediaIO/CMIOHardware.h>
-#include <zav_platform/inspection.h>
+#include <zav_platform/probe.h>
 
 #include <chrono>
 #include <cstdio>
@@ -73,7 +73,7 @@ inline CMIOObjectID find_test_camera() {
 
 // Points the DAL system at `folders` and starts it over, so that the next client call loads.
 inline void use_plugin_folders(const std::string& folders) {
-    zav_platform::inspection::unload_plug_ins();
+    zav_platform::probe::unload_plug_ins();
     setenv("CMIO_DAL_PLUGIN_PATH", folders.c_str(), 1);
 }
 

@@ -1,5 +1,5 @@
 // The calls a plug-in makes, used the way a plug-in's own unit tests use them: with plug-in
-// refs the DAL system never loaded. Object ids, the inspection records, the failure switches,
+// refs the DAL system never loaded. Object ids, the probe records, the failure switches,
 // stream clocks, sample-buffer attachments and host time.
 #include <CoreMedia/CoreMedia.h>
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
@@ -7,13 +7,13 @@
 #include <CoreVideo/CoreVideo.h>
 #include <gtest/gtest.h>
 #include <mach/mach_time.h>
-#include <zav_platform/inspection.h>
+#include <zav_platform/probe.h>
 
 #include <cstdlib>
 #include <set>
 #include <thread>
 
-namespace inspection = zav_platform::inspection;
+namespace probe = zav_platform::probe;
 
 namespace {
 
@@ -27,10 +27,10 @@ CMIOHardwarePlugInRef fake_plugin() {
 class plugin_side_t : public ::testing::Test {
 protected:
     void SetUp() override {
-        inspection::clear_failures();
-        inspection::clear_records();
+        probe::clear_failures();
+        probe::clear_records();
     }
-    void TearDown() override { inspection::clear_failures(); }
+    void TearDown() override { probe::clear_failures(); }
 
     CMIOObjectID create(CMIOObjectID owner, CMIOClassID class_id) {
         CMIOObjectID id = kCMIOObjectUnknown;
@@ -53,7 +53,7 @@ TEST_F(plugin_side_t, created_objects_get_unique_ids_and_are_recorded) {
     EXPECT_EQ(ids.count(kCMIOObjectUnknown), 0u);
     EXPECT_EQ(ids.count(kCMIOObjectSystemObject), 0u);
 
-    std::vector<inspection::created_object_t> records = inspection::created_objects();
+    std::vector<probe::created_object_t> records = probe::created_objects();
     ASSERT_EQ(records.size(), 22u);
     EXPECT_EQ(records[0].object_id, device);
     EXPECT_EQ(records[0].class_id, CMIOClassID(kCMIODeviceClassID));
@@ -80,17 +80,17 @@ TEST_F(plugin_side_t, ids_stay_unique_across_threads) {
     std::set<CMIOObjectID> all;
     for (const auto& list : made) all.insert(list.begin(), list.end());
     EXPECT_EQ(all.size(), std::size_t(k_threads * k_each));
-    EXPECT_EQ(inspection::created_objects().size(), std::size_t(k_threads * k_each));
+    EXPECT_EQ(probe::created_objects().size(), std::size_t(k_threads * k_each));
 }
 
 TEST_F(plugin_side_t, create_failure_switch_returns_its_status_and_leaves_the_id) {
-    inspection::set_failure(inspection::failing_call_t::object_create, kCMIOHardwareUnspecifiedError);
+    probe::set_failure(probe::failing_call_t::object_create, kCMIOHardwareUnspecifiedError);
     CMIOObjectID id = 12345;
     EXPECT_EQ(CMIOObjectCreate(fake_plugin(), kCMIOObjectSystemObject, kCMIODeviceClassID, &id),
               kCMIOHardwareUnspecifiedError);
     EXPECT_EQ(id, 12345u);
-    EXPECT_TRUE(inspection::created_objects().empty());
-    inspection::set_failure(inspection::failing_call_t::object_create, 0);
+    EXPECT_TRUE(probe::created_objects().empty());
+    probe::set_failure(probe::failing_call_t::object_create, 0);
     EXPECT_EQ(CMIOObjectCreate(fake_plugin(), kCMIOObjectSystemObject, kCMIODeviceClassID, &id), noErr);
     EXPECT_EQ(CMIOObjectCreate(fake_plugin(), kCMIOObjectSystemObject, kCMIODeviceClassID, nullptr),
               kCMIOHardwareIllegalOperationError);
@@ -101,7 +101,7 @@ TEST_F(plugin_side_t, publishing_is_recorded_in_order) {
     const CMIOObjectID streams[2] = {create(device, kCMIOStreamClassID), create(device, kCMIOStreamClassID)};
     ASSERT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), device, 2, streams, 0, nullptr), noErr);
     ASSERT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), kCMIOObjectSystemObject, 1, &device, 1, &streams[1]), noErr);
-    std::vector<inspection::published_and_died_t> records = inspection::published_and_died();
+    std::vector<probe::published_and_died_t> records = probe::published_and_died();
     ASSERT_EQ(records.size(), 2u);
     EXPECT_EQ(records[0].owner_id, device);
     EXPECT_EQ(records[0].published, (std::vector<CMIOObjectID>{streams[0], streams[1]}));
@@ -120,7 +120,7 @@ TEST_F(plugin_side_t, publishing_refuses_unknown_ids_and_bad_arrays) {
               kCMIOHardwareIllegalOperationError);
     EXPECT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), kCMIOObjectSystemObject, 0, nullptr, 2, nullptr),
               kCMIOHardwareIllegalOperationError);
-    EXPECT_TRUE(inspection::published_and_died().empty());
+    EXPECT_TRUE(probe::published_and_died().empty());
     // Retiring an object that is already gone is harmless.
     EXPECT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), kCMIOObjectSystemObject, 0, nullptr, 1, &never_made), noErr);
 }
@@ -136,16 +136,16 @@ TEST_F(plugin_side_t, a_dead_object_takes_what_it_owns_with_it) {
 
 TEST_F(plugin_side_t, publish_and_change_switches_fail_without_recording) {
     const CMIOObjectID device = create(kCMIOObjectSystemObject, kCMIODeviceClassID);
-    inspection::set_failure(inspection::failing_call_t::objects_published_and_died, kCMIOHardwareIllegalOperationError);
+    probe::set_failure(probe::failing_call_t::objects_published_and_died, kCMIOHardwareIllegalOperationError);
     EXPECT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), kCMIOObjectSystemObject, 1, &device, 0, nullptr),
               kCMIOHardwareIllegalOperationError);
-    inspection::set_failure(inspection::failing_call_t::properties_changed, kCMIOHardwareUnspecifiedError);
+    probe::set_failure(probe::failing_call_t::properties_changed, kCMIOHardwareUnspecifiedError);
     const CMIOObjectPropertyAddress name{kCMIOObjectPropertyName, kCMIOObjectPropertyScopeGlobal,
                                         kCMIOObjectPropertyElementMain};
     EXPECT_EQ(CMIOObjectPropertiesChanged(fake_plugin(), device, 1, &name), kCMIOHardwareUnspecifiedError);
-    EXPECT_TRUE(inspection::published_and_died().empty());
-    EXPECT_TRUE(inspection::properties_changed().empty());
-    inspection::clear_failures();
+    EXPECT_TRUE(probe::published_and_died().empty());
+    EXPECT_TRUE(probe::properties_changed().empty());
+    probe::clear_failures();
     EXPECT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), kCMIOObjectSystemObject, 1, &device, 0, nullptr), noErr);
 }
 
@@ -156,20 +156,20 @@ TEST_F(plugin_side_t, property_changes_are_recorded_with_their_addresses) {
         {kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput, 2}};
     ASSERT_EQ(CMIOObjectPropertiesChanged(nullptr, device, 2, changed), noErr);
     EXPECT_EQ(CMIOObjectPropertiesChanged(nullptr, device, 1, nullptr), kCMIOHardwareIllegalOperationError);
-    std::vector<inspection::properties_changed_t> records = inspection::properties_changed();
+    std::vector<probe::properties_changed_t> records = probe::properties_changed();
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].object_id, device);
     ASSERT_EQ(records[0].addresses.size(), 2u);
     EXPECT_EQ(records[0].addresses[1].mScope, UInt32(kCMIODevicePropertyScopeInput));
     EXPECT_EQ(records[0].addresses[1].mElement, 2u);
-    inspection::clear_records();
-    EXPECT_TRUE(inspection::properties_changed().empty());
+    probe::clear_records();
+    EXPECT_TRUE(probe::properties_changed().empty());
 }
 
 TEST_F(plugin_side_t, plugin_side_calls_never_load_plugins) {
-    inspection::unload_plug_ins();
+    probe::unload_plug_ins();
     setenv("CMIO_DAL_PLUGIN_PATH", ZAV_TEST_PLUGIN_DIR, 1);
-    inspection::clear_records();
+    probe::clear_records();
     const CMIOObjectID device = create(kCMIOObjectSystemObject, kCMIODeviceClassID);
     ASSERT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), kCMIOObjectSystemObject, 1, &device, 0, nullptr), noErr);
     const CMIOObjectPropertyAddress name{kCMIOObjectPropertyName, kCMIOObjectPropertyScopeGlobal,
@@ -179,7 +179,7 @@ TEST_F(plugin_side_t, plugin_side_calls_never_load_plugins) {
     ASSERT_EQ(CMIOStreamClockCreate(nullptr, CFSTR("c"), nullptr, CMTimeMake(1, 10), 2, 2, &clock), noErr);
     CFRelease(clock);
     // Loading the test camera would have made its device here.
-    EXPECT_EQ(inspection::created_objects().size(), 1u);
+    EXPECT_EQ(probe::created_objects().size(), 1u);
     CMIOObjectsPublishedAndDied(fake_plugin(), kCMIOObjectSystemObject, 0, nullptr, 1, &device);
     unsetenv("CMIO_DAL_PLUGIN_PATH");
 }
@@ -204,7 +204,7 @@ protected:
 };
 
 TEST_F(stream_clock_test_t, creation_is_recorded_with_its_parameters) {
-    std::vector<inspection::clock_created_t> records = inspection::clocks_created();
+    std::vector<probe::clock_created_t> records = probe::clocks_created();
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].clock, m_clock);
     EXPECT_EQ(records[0].name, "Test clock");
@@ -257,7 +257,7 @@ TEST_F(stream_clock_test_t, events_are_recorded_and_bad_ones_refused) {
     // A CF object of another type is no clock.
     EXPECT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(1, 30), 43, false, CFSTR("clock")),
               kCMIOHardwareIllegalOperationError);
-    std::vector<inspection::clock_event_t> events = inspection::clock_events();
+    std::vector<probe::clock_event_t> events = probe::clock_events();
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0].clock, m_clock);
     EXPECT_EQ(events[0].host_time, 42u);
@@ -270,23 +270,23 @@ TEST_F(stream_clock_test_t, an_invalidated_clock_takes_no_events_and_converts_no
     ASSERT_EQ(CMIOStreamClockInvalidate(m_clock), noErr);
     EXPECT_NE(CMIOStreamClockPostTimingEvent(CMTimeMake(2, 30), 2 * k_second, false, m_clock), noErr);
     EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(2 * k_second, m_clock)));
-    EXPECT_EQ(inspection::clocks_invalidated(), std::vector<CFTypeRef>{m_clock});
+    EXPECT_EQ(probe::clocks_invalidated(), std::vector<CFTypeRef>{m_clock});
     EXPECT_EQ(CMIOStreamClockInvalidate(nullptr), kCMIOHardwareIllegalOperationError);
 }
 
 TEST_F(plugin_side_t, clock_failure_switch_and_leak_check) {
-    const std::size_t live = inspection::live_object_count();
-    inspection::set_failure(inspection::failing_call_t::stream_clock_create, kCMIOHardwareUnspecifiedError);
+    const std::size_t live = probe::live_object_count();
+    probe::set_failure(probe::failing_call_t::stream_clock_create, kCMIOHardwareUnspecifiedError);
     CFTypeRef clock = nullptr;
     EXPECT_EQ(CMIOStreamClockCreate(nullptr, CFSTR("c"), nullptr, CMTimeMake(1, 10), 2, 2, &clock),
               kCMIOHardwareUnspecifiedError);
     EXPECT_EQ(clock, nullptr);
-    EXPECT_TRUE(inspection::clocks_created().empty());
-    inspection::clear_failures();
+    EXPECT_TRUE(probe::clocks_created().empty());
+    probe::clear_failures();
     ASSERT_EQ(CMIOStreamClockCreate(nullptr, nullptr, nullptr, CMTimeMake(1, 10), 0, 0, &clock), noErr);
-    EXPECT_EQ(inspection::live_object_count(), live + 1);
+    EXPECT_EQ(probe::live_object_count(), live + 1);
     CFRelease(clock);
-    EXPECT_EQ(inspection::live_object_count(), live);
+    EXPECT_EQ(probe::live_object_count(), live);
     EXPECT_EQ(CMIOStreamClockCreate(nullptr, nullptr, nullptr, CMTimeMake(1, 10), 0, 0, nullptr),
               kCMIOHardwareIllegalOperationError);
 }

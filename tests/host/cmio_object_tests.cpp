@@ -6,7 +6,7 @@
 #include "syslog_capture.h"
 #include "test_objects.h"
 
-#include <zav_platform/inspection.h>
+#include <zav_platform/probe.h>
 
 #include <gtest/gtest.h>
 
@@ -17,8 +17,8 @@
 namespace {
 
 using namespace zav_test;
-namespace inspection = zav_platform::inspection;
-using inspection::failing_call_t;
+namespace probe = zav_platform::probe;
+using probe::failing_call_t;
 
 constexpr OSStatus k_host_failure = kCMIOHardwareIllegalOperationError;
 
@@ -36,7 +36,7 @@ TEST_F(cmio_object_test, create_asks_the_host_once_under_the_owners_id)
     EXPECT_NE(stream.get_object_id(), 0u);
     EXPECT_NE(device.get_object_id(), stream.get_object_id());
 
-    const auto created = inspection::created_objects();
+    const auto created = probe::created_objects();
     ASSERT_EQ(created.size(), 2u);
     EXPECT_EQ(created[0].object_id, device.get_object_id());
     EXPECT_EQ(created[0].class_id, CMIOClassID(kCMIODeviceClassID));
@@ -49,19 +49,19 @@ TEST_F(cmio_object_test, create_asks_the_host_once_under_the_owners_id)
     const CMIOObjectID first_id = device.get_object_id();
     EXPECT_FALSE(device.cmio_object_create());
     EXPECT_EQ(device.get_object_id(), first_id);
-    EXPECT_EQ(inspection::created_objects().size(), 2u);
+    EXPECT_EQ(probe::created_objects().size(), 2u);
     EXPECT_TRUE(log_messages().empty());
 }
 
 TEST_F(cmio_object_test, refused_create_leaves_the_object_without_id_and_unlogged)
 {
     test_object_t device(kCMIODeviceClassID, fake_plugin_ref());
-    inspection::set_failure(failing_call_t::object_create, k_host_failure);
+    probe::set_failure(failing_call_t::object_create, k_host_failure);
     EXPECT_FALSE(device.cmio_object_create());
     EXPECT_EQ(device.get_object_id(), 0u);
 
     // Once the host accepts again, the object can still be created.
-    inspection::clear_failures();
+    probe::clear_failures();
     EXPECT_TRUE(device.cmio_object_create());
     EXPECT_TRUE(log_messages().empty());
 }
@@ -85,7 +85,7 @@ TEST_F(cmio_object_test, publish_and_unpublish_announce_the_object_under_its_own
     EXPECT_EQ(stream.get_object_id(), 0u) << "the id is forgotten";
     EXPECT_TRUE(device.unpublish());
 
-    const auto calls = inspection::published_and_died();
+    const auto calls = probe::published_and_died();
     ASSERT_EQ(calls.size(), 4u);
     EXPECT_EQ(calls[0].owner_id, device_id);
     EXPECT_EQ(calls[0].published, std::vector<CMIOObjectID>{stream_id});
@@ -107,7 +107,7 @@ TEST_F(cmio_object_test, objects_without_id_are_neither_published_nor_withdrawn)
     EXPECT_FALSE(device.publish());
     EXPECT_FALSE(device.is_published());
     EXPECT_TRUE(device.unpublish());
-    EXPECT_TRUE(inspection::published_and_died().empty());
+    EXPECT_TRUE(probe::published_and_died().empty());
     EXPECT_TRUE(log_messages().empty());
 }
 
@@ -115,7 +115,7 @@ TEST_F(cmio_object_test, refused_publish_is_logged_and_still_counts_as_published
 {
     test_object_t device(kCMIODeviceClassID, fake_plugin_ref());
     ASSERT_TRUE(device.cmio_object_create());
-    inspection::set_failure(failing_call_t::objects_published_and_died, k_host_failure);
+    probe::set_failure(failing_call_t::objects_published_and_died, k_host_failure);
 
     EXPECT_FALSE(device.publish());
     EXPECT_TRUE(device.is_published());
@@ -128,7 +128,7 @@ TEST_F(cmio_object_test, refused_publish_is_logged_and_still_counts_as_published
     EXPECT_FALSE(device.is_published());
     EXPECT_EQ(device.get_object_id(), 0u);
     EXPECT_TRUE(log_messages().empty());
-    EXPECT_TRUE(inspection::published_and_died().empty());
+    EXPECT_TRUE(probe::published_and_died().empty());
 }
 
 TEST_F(cmio_object_test, destroying_a_published_object_withdraws_it_with_a_warning)
@@ -137,11 +137,11 @@ TEST_F(cmio_object_test, destroying_a_published_object_withdraws_it_with_a_warni
     ASSERT_TRUE(device->cmio_object_create());
     ASSERT_TRUE(device->publish());
     const CMIOObjectID device_id = device->get_object_id();
-    inspection::clear_records();
+    probe::clear_records();
 
     device.reset();
     EXPECT_EQ(log_messages(), std::vector<std::string>{"cmio_object_t object should be unpublished before destroyed"});
-    const auto calls = inspection::published_and_died();
+    const auto calls = probe::published_and_died();
     ASSERT_EQ(calls.size(), 1u);
     EXPECT_EQ(calls[0].died, std::vector<CMIOObjectID>{device_id});
 }
@@ -152,7 +152,7 @@ TEST_F(cmio_object_test, destroying_an_unpublished_object_says_nothing)
     ASSERT_TRUE(device->cmio_object_create());
     device.reset();
     EXPECT_TRUE(log_messages().empty());
-    EXPECT_TRUE(inspection::published_and_died().empty());
+    EXPECT_TRUE(probe::published_and_died().empty());
 }
 
 TEST_F(cmio_object_test, change_notices_carry_the_object_id_and_every_address)
@@ -167,7 +167,7 @@ TEST_F(cmio_object_test, change_notices_carry_the_object_id_and_every_address)
     // No published check: notices go out whether or not the object is published.
     EXPECT_TRUE(stream.changed_properties(2, addresses));
 
-    const auto notices = inspection::properties_changed();
+    const auto notices = probe::properties_changed();
     ASSERT_EQ(notices.size(), 1u);
     EXPECT_EQ(notices[0].object_id, stream.get_object_id());
     ASSERT_EQ(notices[0].addresses.size(), 2u);
@@ -177,9 +177,9 @@ TEST_F(cmio_object_test, change_notices_carry_the_object_id_and_every_address)
         EXPECT_EQ(notices[0].addresses[i].mElement, addresses[i].mElement);
     }
 
-    inspection::set_failure(failing_call_t::properties_changed, k_host_failure);
+    probe::set_failure(failing_call_t::properties_changed, k_host_failure);
     EXPECT_FALSE(stream.changed_properties(2, addresses));
-    EXPECT_EQ(inspection::properties_changed().size(), 1u);
+    EXPECT_EQ(probe::properties_changed().size(), 1u);
     EXPECT_TRUE(log_messages().empty());
 }
 

@@ -5,7 +5,7 @@
 #include "cf_leak_fixture.h"
 #include "syslog_capture.h"
 
-#include <zav_platform/inspection.h>
+#include <zav_platform/probe.h>
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@
 namespace {
 
 using Drivers::Mac::ZAV::VirtualCamera::cmio_clock_t;
-namespace inspection = zav_platform::inspection;
+namespace probe = zav_platform::probe;
 
 const std::string k_clock_name = "com.mivora.zav.virtualcamera.clock";
 
@@ -29,7 +29,7 @@ TEST_F(cmio_clock_test, creates_one_clock_with_the_given_settings)
     const cmio_clock_t clock(k_clock_name, CMTimeMake(1, 10), 100, 10, &source);
 
     ASSERT_NE(clock.get_ref(), nullptr);
-    const auto created = inspection::clocks_created();
+    const auto created = probe::clocks_created();
     ASSERT_EQ(created.size(), 1u);
     EXPECT_EQ(created[0].clock, clock.get_ref());
     EXPECT_EQ(created[0].name, k_clock_name);
@@ -49,7 +49,7 @@ TEST_F(cmio_clock_test, timing_events_are_forwarded_as_given)
     clock.post_timing_event(CMTimeMake(1700000000, 1000000000), 1700000000ull, 1);
     clock.post_timing_event(CMTimeMake(1733366667, 1000000000), 1700000001ull, 0);
 
-    const auto events = inspection::clock_events();
+    const auto events = probe::clock_events();
     ASSERT_EQ(events.size(), 2u);
     EXPECT_EQ(events[0].clock, clock.get_ref());
     EXPECT_EQ(events[0].event_time.value, 1700000000);
@@ -69,21 +69,21 @@ TEST_F(cmio_clock_test, destruction_invalidates_then_releases_the_clock)
     CFRetain(reference);
     clock.reset();
 
-    EXPECT_EQ(inspection::clocks_invalidated(), std::vector<CFTypeRef>{reference});
+    EXPECT_EQ(probe::clocks_invalidated(), std::vector<CFTypeRef>{reference});
     EXPECT_EQ(CFGetRetainCount(reference), 1) << "the owner's reference is released";
     CFRelease(reference);
 }
 
 TEST_F(cmio_clock_test, refused_creation_leaves_an_empty_owner)
 {
-    inspection::set_failure(inspection::failing_call_t::stream_clock_create, kCMIOHardwareUnspecifiedError);
+    probe::set_failure(probe::failing_call_t::stream_clock_create, kCMIOHardwareUnspecifiedError);
     {
         cmio_clock_t clock(k_clock_name, CMTimeMake(1, 10), 100, 10, nullptr);
         EXPECT_EQ(clock.get_ref(), nullptr);
         EXPECT_EQ(objects_created_since_start(), 0) << "the temporary name is released on failure too";
     }
-    EXPECT_TRUE(inspection::clocks_created().empty());
-    EXPECT_TRUE(inspection::clocks_invalidated().empty()) << "nothing to invalidate";
+    EXPECT_TRUE(probe::clocks_created().empty());
+    EXPECT_TRUE(probe::clocks_invalidated().empty()) << "nothing to invalidate";
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include "cf_leak_fixture.h"
 #include "syslog_capture.h"
 
-#include <zav_platform/inspection.h>
+#include <zav_platform/probe.h>
 
 #include <CoreVideo/CoreVideo.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ namespace {
 
 using Drivers::Mac::ZAV::VirtualCamera::video_format_t;
 using zav_test::log_messages;
-namespace inspection = zav_platform::inspection;
+namespace probe = zav_platform::probe;
 
 constexpr auto k_uyvy = ZAVlib_FourCC_video_type_UYVY;
 constexpr auto k_bgrx = ZAVlib_FourCC_video_type_BGRX;
@@ -113,7 +113,7 @@ TEST_F(video_format_test, rate_of_a_zero_denominator_is_zero)
 
 TEST_F(video_format_test, refused_description_leaves_the_record_without_one)
 {
-    inspection::set_failure(inspection::failing_call_t::format_description_create, kCMFormatDescriptionError_AllocationFailed);
+    probe::set_failure(probe::failing_call_t::format_description_create, kCMFormatDescriptionError_AllocationFailed);
     const video_format_t format(k_bgrx, 640, 480, 30, 1);
     EXPECT_EQ(format.get_ref(), nullptr);
     expect_fields(format, k_bgrx, 640, 480, 30, 1, 30.0);

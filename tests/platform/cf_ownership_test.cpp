@@ -38,7 +38,7 @@ TEST_F(cf_ownership, copy_of_mutable_string_is_a_new_immutable_object) {
 }
 
 TEST_F(cf_ownership, constants_ignore_retain_and_release_and_are_not_live_objects) {
-    const std::size_t before = zav_platform::inspection::live_object_count();
+    const std::size_t before = zav_platform::probe::live_object_count();
     CFStringRef a = CFSTR("ZAV constant");
     CFStringRef b = CFSTR("ZAV constant");
     EXPECT_EQ(a, b);
@@ -48,18 +48,18 @@ TEST_F(cf_ownership, constants_ignore_retain_and_release_and_are_not_live_object
     CFRelease(a);  // one release too many: a constant does not mind
     EXPECT_EQ(CFGetRetainCount(a), count);
     EXPECT_EQ(CFGetRetainCount(kCFBooleanTrue), CFGetRetainCount(kCFBooleanTrue));
-    EXPECT_EQ(zav_platform::inspection::live_object_count(), before);
+    EXPECT_EQ(zav_platform::probe::live_object_count(), before);
 }
 
 TEST_F(cf_ownership, leak_accounting_sees_live_objects_by_type) {
     CFStringRef string = CFStringCreateWithCString(nullptr, "x", kCFStringEncodingUTF8);
     CFNumberRef number = make_int32(5);
-    EXPECT_EQ(zav_platform::inspection::live_object_count(), m_live_at_start + 2);
-    const auto by_type = zav_platform::inspection::live_objects_by_type();
+    EXPECT_EQ(zav_platform::probe::live_object_count(), m_live_at_start + 2);
+    const auto by_type = zav_platform::probe::live_objects_by_type();
     ASSERT_TRUE(by_type.count("CFString"));
     ASSERT_TRUE(by_type.count("CFNumber"));
     EXPECT_GE(by_type.at("CFNumber"), 1u);
-    EXPECT_GE(zav_platform::inspection::live_object_count(CFStringGetTypeID()), 1u);
+    EXPECT_GE(zav_platform::probe::live_object_count(CFStringGetTypeID()), 1u);
     CFRelease(string);
     CFRelease(number);
 }

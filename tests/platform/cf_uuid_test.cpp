@@ -18,7 +18,7 @@ CFUUIDRef constant_uuid(UInt8 last) {
 }
 
 TEST_F(cf_uuid, constant_uuids_are_unique_per_bytes_and_immortal) {
-    const std::size_t before = zav_platform::inspection::live_object_count();
+    const std::size_t before = zav_platform::probe::live_object_count();
     CFUUIDRef a = constant_uuid(0x6A);
     CFUUIDRef b = constant_uuid(0x6A);
     CFUUIDRef c = constant_uuid(0x6B);
@@ -26,7 +26,7 @@ TEST_F(cf_uuid, constant_uuids_are_unique_per_bytes_and_immortal) {
     EXPECT_NE(a, c);
     CFRelease(a);  // Get rule: callers may still release once too often without harm
     EXPECT_EQ(constant_uuid(0x6A), a);
-    EXPECT_EQ(zav_platform::inspection::live_object_count(), before);
+    EXPECT_EQ(zav_platform::probe::live_object_count(), before);
 }
 
 TEST_F(cf_uuid, constant_uuids_from_many_threads_are_one_object) {

@@ -7,7 +7,7 @@
 namespace {
 
 using cm_format_description = platform_test_t;
-using zav_platform::inspection::failing_call_t;
+using zav_platform::probe::failing_call_t;
 
 CMVideoFormatDescriptionRef video(CMVideoCodecType codec, int32_t width, int32_t height,
                                   CFDictionaryRef extensions = nullptr) {
@@ -98,7 +98,7 @@ TEST_F(cm_format_description, from_image_buffer_matches_a_plain_description) {
 }
 
 TEST_F(cm_format_description, failure_switch_and_bad_arguments) {
-    zav_platform::inspection::set_failure(failing_call_t::format_description_create,
+    zav_platform::probe::set_failure(failing_call_t::format_description_create,
                                           kCMFormatDescriptionError_AllocationFailed);
     CMVideoFormatDescriptionRef description = nullptr;
     EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, &description),
@@ -108,7 +108,7 @@ TEST_F(cm_format_description, failure_switch_and_bad_arguments) {
     EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &description),
               kCMFormatDescriptionError_AllocationFailed);
     EXPECT_EQ(description, nullptr);
-    zav_platform::inspection::clear_failures();
+    zav_platform::probe::clear_failures();
     EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, nullptr),
               kCMFormatDescriptionError_InvalidParameter);
     EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, nullptr, &description),

@@ -75,12 +75,12 @@ TEST_F(cm_simple_queue, bad_arguments_get_their_error_codes) {
 }
 
 TEST_F(cm_simple_queue, failure_switch_makes_creation_fail) {
-    zav_platform::inspection::set_failure(zav_platform::inspection::failing_call_t::simple_queue_create,
+    zav_platform::probe::set_failure(zav_platform::probe::failing_call_t::simple_queue_create,
                                           kCMSimpleQueueError_AllocationFailed);
     CMSimpleQueueRef queue = nullptr;
     EXPECT_EQ(CMSimpleQueueCreate(nullptr, 8, &queue), kCMSimpleQueueError_AllocationFailed);
     EXPECT_EQ(queue, nullptr);
-    zav_platform::inspection::set_failure(zav_platform::inspection::failing_call_t::simple_queue_create, 0);
+    zav_platform::probe::set_failure(zav_platform::probe::failing_call_t::simple_queue_create, 0);
     ASSERT_EQ(CMSimpleQueueCreate(nullptr, 8, &queue), noErr);
     CFRelease(queue);
 }

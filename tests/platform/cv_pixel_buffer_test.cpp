@@ -13,7 +13,7 @@
 namespace {
 
 using cv_pixel_buffer = platform_test_t;
-using zav_platform::inspection::failing_call_t;
+using zav_platform::probe::failing_call_t;
 
 struct padding_case_t {
     OSType m_format;
@@ -116,12 +116,12 @@ TEST_F(cv_pixel_buffer, wrapped_bytes_are_given_back_through_the_callback) {
 }
 
 TEST_F(cv_pixel_buffer, failure_switch_makes_creation_fail) {
-    zav_platform::inspection::set_failure(failing_call_t::pixel_buffer_create, kCVReturnAllocationFailed);
+    zav_platform::probe::set_failure(failing_call_t::pixel_buffer_create, kCVReturnAllocationFailed);
     CVPixelBufferRef buffer = nullptr;
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer),
               kCVReturnAllocationFailed);
     EXPECT_EQ(buffer, nullptr);
-    zav_platform::inspection::clear_failures();
+    zav_platform::probe::clear_failures();
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);
     CVPixelBufferRelease(buffer);
 }
@@ -244,16 +244,16 @@ TEST_F(cv_pixel_buffer_pool, incomplete_attributes_and_failure_switches) {
     EXPECT_EQ(pool, nullptr);
 
     CFDictionaryRef complete = attributes(kCVPixelFormatType_32BGRA, 16, 16);
-    zav_platform::inspection::set_failure(failing_call_t::pixel_buffer_pool_create, kCVReturnPoolAllocationFailed);
+    zav_platform::probe::set_failure(failing_call_t::pixel_buffer_pool_create, kCVReturnPoolAllocationFailed);
     EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, complete, &pool), kCVReturnPoolAllocationFailed);
     EXPECT_EQ(pool, nullptr);
-    zav_platform::inspection::clear_failures();
+    zav_platform::probe::clear_failures();
     ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, complete, &pool), kCVReturnSuccess);
-    zav_platform::inspection::set_failure(failing_call_t::pool_create_pixel_buffer, kCVReturnWouldExceedAllocationThreshold);
+    zav_platform::probe::set_failure(failing_call_t::pool_create_pixel_buffer, kCVReturnWouldExceedAllocationThreshold);
     CVPixelBufferRef buffer = nullptr;
     EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnWouldExceedAllocationThreshold);
     EXPECT_EQ(buffer, nullptr);
-    zav_platform::inspection::clear_failures();
+    zav_platform::probe::clear_failures();
     ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnSuccess);
     CVPixelBufferRelease(buffer);
     CVPixelBufferPoolRelease(pool);

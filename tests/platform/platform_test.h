@@ -3,19 +3,19 @@
 #ifndef ZAV_TESTS_PLATFORM_PLATFORM_TEST_H
 #define ZAV_TESTS_PLATFORM_PLATFORM_TEST_H
 
-#include <zav_platform/inspection.h>
+#include <zav_platform/probe.h>
 
 #include <gtest/gtest.h>
 
 class platform_test_t : public ::testing::Test {
 protected:
     void SetUp() override {
-        zav_platform::inspection::clear_failures();
-        m_live_at_start = zav_platform::inspection::live_object_count();
+        zav_platform::probe::clear_failures();
+        m_live_at_start = zav_platform::probe::live_object_count();
     }
     void TearDown() override {
-        zav_platform::inspection::clear_failures();
-        EXPECT_EQ(zav_platform::inspection::live_object_count(), m_live_at_start)
+        zav_platform::probe::clear_failures();
+        EXPECT_EQ(zav_platform::probe::live_object_count(), m_live_at_start)
             << "Core Foundation objects leaked or over-released";
     }
 

@@ -2,29 +2,29 @@
 
 #include "syslog_capture.h"
 
-#include <zav_platform/inspection.h>
+#include <zav_platform/probe.h>
 
 #include <sstream>
 
 namespace zav_test {
 
-namespace inspection = zav_platform::inspection;
+namespace probe = zav_platform::probe;
 
 void cf_leak_fixture_t::SetUp()
 {
-    inspection::clear_failures();
-    inspection::clear_records();
+    probe::clear_failures();
+    probe::clear_records();
     clear_log();
-    m_live_at_start = inspection::live_object_count();
+    m_live_at_start = probe::live_object_count();
 }
 
 void cf_leak_fixture_t::TearDown()
 {
-    inspection::clear_failures();
-    const std::size_t live = inspection::live_object_count();
+    probe::clear_failures();
+    const std::size_t live = probe::live_object_count();
     if (live != m_live_at_start) {
         std::ostringstream types;
-        for (const auto& [name, count] : inspection::live_objects_by_type())
+        for (const auto& [name, count] : probe::live_objects_by_type())
             types << ' ' << name << '=' << count;
         ADD_FAILURE() << "Core Foundation objects alive after the test: " << live << " (at start "
                       << m_live_at_start << "); by type:" << types.str();
@@ -33,7 +33,7 @@ void cf_leak_fixture_t::TearDown()
 
 std::ptrdiff_t cf_leak_fixture_t::objects_created_since_start() const
 {
-    return static_cast<std::ptrdiff_t>(inspection::live_object_count()) -
+    return static_cast<std::ptrdiff_t>(probe::live_object_count()) -
            static_cast<std::ptrdiff_t>(m_live_at_start);
 }
 

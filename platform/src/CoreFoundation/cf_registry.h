@@ -1,5 +1,5 @@
 // Registered Core Foundation types and the count of live objects of each, for CFGetTypeID,
-// CFCopyTypeIDDescription and the leak checks of the inspection header.
+// CFCopyTypeIDDescription and the leak checks of the probe header.
 #ifndef ZAV_PLATFORM_CF_REGISTRY_H
 #define ZAV_PLATFORM_CF_REGISTRY_H
 

@@ -13,18 +13,18 @@ namespace {
 
 enum class length_t { none, hh, h, l, ll, j, z, t, L };
 
-// Formats one conversion with the C library; `spec` is the complete conversion, e.g. "%-08.3lf".
+// Formats one conversion with the C library; `directive` is the complete conversion, e.g. "%-08.3lf".
 template <class T>
-void append_formatted(std::string* out, const std::string& spec, T value) {
+void append_formatted(std::string* out, const std::string& directive, T value) {
     char small[128];
-    const int n = std::snprintf(small, sizeof small, spec.c_str(), value);
+    const int n = std::snprintf(small, sizeof small, directive.c_str(), value);
     if (n < 0) return;
     if (static_cast<std::size_t>(n) < sizeof small) {
         out->append(small, static_cast<std::size_t>(n));
         return;
     }
     std::string big(static_cast<std::size_t>(n) + 1, '\0');
-    std::snprintf(&big[0], big.size(), spec.c_str(), value);
+    std::snprintf(&big[0], big.size(), directive.c_str(), value);
     out->append(big.data(), static_cast<std::size_t>(n));
 }
 
@@ -38,21 +38,21 @@ std::string format_text(const std::string& format, va_list args) {
             ++i;
             continue;
         }
-        std::string spec = "%";
+        std::string directive = "%";
         ++i;
-        // Flags, width and precision; '*' takes an int argument, spliced into the spec.
-        while (i < format.size() && std::strchr("-+ #0'", format[i]) != nullptr) spec.push_back(format[i++]);
+        // Flags, width and precision; '*' takes an int argument, spliced into the directive.
+        while (i < format.size() && std::strchr("-+ #0'", format[i]) != nullptr) directive.push_back(format[i++]);
         auto read_number = [&]() {
             if (i < format.size() && format[i] == '*') {
-                spec += std::to_string(va_arg(args, int));
+                directive += std::to_string(va_arg(args, int));
                 ++i;
                 return;
             }
-            while (i < format.size() && format[i] >= '0' && format[i] <= '9') spec.push_back(format[i++]);
+            while (i < format.size() && format[i] >= '0' && format[i] <= '9') directive.push_back(format[i++]);
         };
         read_number();
         if (i < format.size() && format[i] == '.') {
-            spec.push_back(format[i++]);
+            directive.push_back(format[i++]);
             read_number();
         }
         length_t length = length_t::none;
@@ -110,7 +110,7 @@ std::string format_text(const std::string& format, va_list args) {
             case 'u':
             case 'x':
             case 'X': {
-                const std::string full = spec + length_text + conversion;
+                const std::string full = directive + length_text + conversion;
                 switch (length) {
                     case length_t::l: append_formatted(&out, full, va_arg(args, long)); break;
                     case length_t::ll: append_formatted(&out, full, va_arg(args, long long)); break;
@@ -130,25 +130,25 @@ std::string format_text(const std::string& format, va_list args) {
             case 'a':
             case 'A':
                 if (length == length_t::L) {
-                    append_formatted(&out, spec + "L" + conversion, va_arg(args, long double));
+                    append_formatted(&out, directive + "L" + conversion, va_arg(args, long double));
                 } else {
-                    append_formatted(&out, spec + conversion, va_arg(args, double));
+                    append_formatted(&out, directive + conversion, va_arg(args, double));
                 }
                 break;
             case 'c':
-                append_formatted(&out, spec + conversion, va_arg(args, int));
+                append_formatted(&out, directive + conversion, va_arg(args, int));
                 break;
             case 's': {
                 const char* text = va_arg(args, const char*);
-                append_formatted(&out, spec + conversion, text != nullptr ? text : "(null)");
+                append_formatted(&out, directive + conversion, text != nullptr ? text : "(null)");
                 break;
             }
             case 'p':
-                append_formatted(&out, spec + conversion, va_arg(args, void*));
+                append_formatted(&out, directive + conversion, va_arg(args, void*));
                 break;
             default:
                 // Unknown conversion: kept as written, consuming nothing.
-                out += spec + length_text + conversion;
+                out += directive + length_text + conversion;
                 break;
         }
     }

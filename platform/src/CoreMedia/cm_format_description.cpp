@@ -2,7 +2,7 @@
 #include "cm_format_description.h"
 
 #include "CoreVideo/cv_pixel_buffer.h"
-#include "inspection/failure_switches.h"
+#include "probe/failure_switches.h"
 
 #include <cstdio>
 #include <cstring>
@@ -66,7 +66,7 @@ const cm_format_description_t* description_of(CMFormatDescriptionRef ref) {
 
 OSStatus forced_failure() {
     OSStatus status = 0;
-    return should_fail(inspection::failing_call_t::format_description_create, &status) ? status : 0;
+    return should_fail(probe::failing_call_t::format_description_create, &status) ? status : 0;
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <CoreMedia/CMSimpleQueue.h>
 
 #include "CoreFoundation/cf_object.h"
-#include "inspection/failure_switches.h"
+#include "probe/failure_switches.h"
 
 #include <algorithm>
 #include <mutex>
@@ -71,7 +71,7 @@ OSStatus CMSimpleQueueCreate(CFAllocatorRef, int32_t capacity, CMSimpleQueueRef*
     if (queueOut == nullptr) return kCMSimpleQueueError_RequiredParameterMissing;
     if (capacity <= 0) return kCMSimpleQueueError_ParameterOutOfRange;
     OSStatus forced = 0;
-    if (should_fail(inspection::failing_call_t::simple_queue_create, &forced)) return forced;
+    if (should_fail(probe::failing_call_t::simple_queue_create, &forced)) return forced;
     *queueOut = cf_ref<CMSimpleQueueRef>(new cm_simple_queue_t(capacity));
     return noErr;
 }

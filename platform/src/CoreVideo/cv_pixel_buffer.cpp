@@ -2,7 +2,7 @@
 #include "cv_pixel_buffer.h"
 
 #include "cv_pixel_format.h"
-#include "inspection/failure_switches.h"
+#include "probe/failure_switches.h"
 
 #include <cstdlib>
 #include <limits>
@@ -94,7 +94,7 @@ CVReturn CVPixelBufferCreate(CFAllocatorRef, size_t width, size_t height, OSType
                              CFDictionaryRef pixelBufferAttributes, CVPixelBufferRef* pixelBufferOut) {
     if (pixelBufferOut == nullptr) return kCVReturnInvalidArgument;
     OSStatus forced = 0;
-    if (should_fail(inspection::failing_call_t::pixel_buffer_create, &forced)) return forced;
+    if (should_fail(probe::failing_call_t::pixel_buffer_create, &forced)) return forced;
     pixel_layout_t layout{};
     CVReturn status = kCVReturnSuccess;
     if (!pixel_layout_for(width, height, pixelFormatType, pixelBufferAttributes, &layout, &status)) return status;
@@ -110,7 +110,7 @@ CVReturn CVPixelBufferCreateWithBytes(CFAllocatorRef, size_t width, size_t heigh
                                       CFDictionaryRef, CVPixelBufferRef* pixelBufferOut) {
     if (pixelBufferOut == nullptr || baseAddress == nullptr) return kCVReturnInvalidArgument;
     OSStatus forced = 0;
-    if (should_fail(inspection::failing_call_t::pixel_buffer_create, &forced)) return forced;
+    if (should_fail(probe::failing_call_t::pixel_buffer_create, &forced)) return forced;
     if (width == 0 || height == 0) return kCVReturnInvalidSize;
     const std::size_t minimum = unpadded_row_bytes(pixelFormatType, width);
     if (minimum == 0) return kCVReturnInvalidPixelFormat;

@@ -3,7 +3,7 @@
 #include <CoreVideo/CVPixelBufferPool.h>
 
 #include "cv_pixel_buffer.h"
-#include "inspection/failure_switches.h"
+#include "probe/failure_switches.h"
 
 #include <memory>
 #include <mutex>
@@ -132,7 +132,7 @@ CVReturn CVPixelBufferPoolCreate(CFAllocatorRef, CFDictionaryRef poolAttributes,
                                  CVPixelBufferPoolRef* poolOut) {
     if (poolOut == nullptr) return kCVReturnInvalidArgument;
     OSStatus forced = 0;
-    if (should_fail(inspection::failing_call_t::pixel_buffer_pool_create, &forced)) return forced;
+    if (should_fail(probe::failing_call_t::pixel_buffer_pool_create, &forced)) return forced;
     if (pixelBufferAttributes == nullptr || CFGetTypeID(pixelBufferAttributes) != CFDictionaryGetTypeID())
         return kCVReturnInvalidPixelBufferAttributes;
     if (poolAttributes != nullptr && CFGetTypeID(poolAttributes) != CFDictionaryGetTypeID())
@@ -172,7 +172,7 @@ CVReturn CVPixelBufferPoolCreatePixelBuffer(CFAllocatorRef, CVPixelBufferPoolRef
     cv_pixel_buffer_pool_t* pool = pool_of(pixelBufferPool);
     if (pool == nullptr || pixelBufferOut == nullptr) return kCVReturnInvalidArgument;
     OSStatus forced = 0;
-    if (should_fail(inspection::failing_call_t::pool_create_pixel_buffer, &forced)) return forced;
+    if (should_fail(probe::failing_call_t::pool_create_pixel_buffer, &forced)) return forced;
     return pool->create_buffer(pixelBufferOut);
 }
 

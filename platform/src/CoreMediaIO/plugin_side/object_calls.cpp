@@ -4,8 +4,8 @@
 #include "CoreMediaIO/guarded_call.h"
 #include "CoreMediaIO/listeners.h"
 #include "CoreMediaIO/object_tree.h"
-#include "inspection/cmio_records.h"
-#include "inspection/failure_switches.h"
+#include "probe/cmio_records.h"
+#include "probe/failure_switches.h"
 
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
 
@@ -32,7 +32,7 @@ extern "C" OSStatus CMIOObjectCreate(CMIOHardwarePlugInRef owningPlugIn, CMIOObj
     return guarded_call("CMIOObjectCreate", OSStatus(kCMIOHardwareUnspecifiedError), [&]() -> OSStatus {
         if (objectID == nullptr) return kCMIOHardwareIllegalOperationError;
         OSStatus failure = noErr;
-        if (should_fail(inspection::failing_call_t::object_create, &failure)) return failure;
+        if (should_fail(probe::failing_call_t::object_create, &failure)) return failure;
         CMIOObjectID id = object_tree_t::instance().create(owningPlugIn, owningObjectID, classID);
         cmio_records::add_created_object({id, classID, owningObjectID});
         *objectID = id;
@@ -50,7 +50,7 @@ extern "C" OSStatus CMIOObjectsPublishedAndDied(CMIOHardwarePlugInRef owningPlug
             return kCMIOHardwareIllegalOperationError;
         }
         OSStatus failure = noErr;
-        if (should_fail(inspection::failing_call_t::objects_published_and_died, &failure)) return failure;
+        if (should_fail(probe::failing_call_t::objects_published_and_died, &failure)) return failure;
         object_tree_t& tree = object_tree_t::instance();
         // Only objects that exist can be published; an id nobody created is a plug-in fault.
         if (!tree.all_exist(publishedCMIOObjects, numberPublishedCMIOObjects)) return kCMIOHardwareBadObjectError;
@@ -97,7 +97,7 @@ extern "C" OSStatus CMIOObjectPropertiesChanged(CMIOHardwarePlugInRef owningPlug
     return guarded_call("CMIOObjectPropertiesChanged", OSStatus(kCMIOHardwareUnspecifiedError), [&]() -> OSStatus {
         if (numberAddresses != 0 && addresses == nullptr) return kCMIOHardwareIllegalOperationError;
         OSStatus failure = noErr;
-        if (should_fail(inspection::failing_call_t::properties_changed, &failure)) return failure;
+        if (should_fail(probe::failing_call_t::properties_changed, &failure)) return failure;
         cmio_records::add_properties_changed(
             {objectID, std::vector<CMIOObjectPropertyAddress>(addresses, addresses + numberAddresses)});
         listener_registry_t::instance().notify(objectID, numberAddresses, addresses);

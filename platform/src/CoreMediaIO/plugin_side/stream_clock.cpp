@@ -1,8 +1,8 @@
 #include "CoreMediaIO/plugin_side/stream_clock.h"
 
 #include "CoreMediaIO/guarded_call.h"
-#include "inspection/cmio_records.h"
-#include "inspection/failure_switches.h"
+#include "probe/cmio_records.h"
+#include "probe/failure_switches.h"
 
 #include <CoreFoundation/CFString.h>
 #include <CoreMediaIO/CMIOHardware.h>
@@ -109,7 +109,7 @@ extern "C" OSStatus CMIOStreamClockCreate(CFAllocatorRef allocator, CFStringRef 
     return guarded_call("CMIOStreamClockCreate", OSStatus(kCMIOHardwareUnspecifiedError), [&]() -> OSStatus {
         if (clock == nullptr) return kCMIOHardwareIllegalOperationError;
         OSStatus failure = noErr;
-        if (should_fail(inspection::failing_call_t::stream_clock_create, &failure)) return failure;
+        if (should_fail(probe::failing_call_t::stream_clock_create, &failure)) return failure;
         std::string name;
         if (clockName != nullptr) {
             char buffer[512] = {};

@@ -16,11 +16,11 @@ std::array<std::atomic<OSStatus>, k_call_count>& switches() {
     return s_switches;
 }
 
-std::size_t index_of(inspection::failing_call_t call) { return static_cast<std::size_t>(call); }
+std::size_t index_of(probe::failing_call_t call) { return static_cast<std::size_t>(call); }
 
 }  // namespace
 
-bool should_fail(inspection::failing_call_t call, OSStatus* status) {
+bool should_fail(probe::failing_call_t call, OSStatus* status) {
     const std::size_t index = index_of(call);
     if (index >= k_call_count) return false;
     const OSStatus value = switches()[index].load(std::memory_order_acquire);
@@ -29,7 +29,7 @@ bool should_fail(inspection::failing_call_t call, OSStatus* status) {
     return true;
 }
 
-namespace inspection {
+namespace probe {
 
 void set_failure(failing_call_t call, OSStatus status) {
     const std::size_t index = index_of(call);
@@ -40,5 +40,5 @@ void clear_failures() {
     for (auto& entry : switches()) entry.store(0, std::memory_order_release);
 }
 
-}  // namespace inspection
+}  // namespace probe
 }  // namespace zav_platform

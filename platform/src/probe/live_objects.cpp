@@ -1,8 +1,8 @@
-#include <zav_platform/inspection.h>
+#include <zav_platform/probe.h>
 
 #include "../CoreFoundation/cf_registry.h"
 
-namespace zav_platform::inspection {
+namespace zav_platform::probe {
 
 std::size_t live_object_count() { return cf_registry_t::instance().live_count(); }
 
@@ -10,4 +10,4 @@ std::size_t live_object_count(CFTypeID type_id) { return cf_registry_t::instance
 
 std::map<std::string, std::size_t> live_objects_by_type() { return cf_registry_t::instance().live_by_type(); }
 
-}  // namespace zav_platform::inspection
+}  // namespace zav_platform::probe

@@ -2,8 +2,8 @@
 // Foundation objects (leak checks), the CoreMediaIO calls plug-ins made, and switches that make
 // chosen platform calls fail so that error paths can be exercised. Not an Apple header; only
 // non-Apple builds have it.
-#ifndef ZAV_PLATFORM_INSPECTION_H
-#define ZAV_PLATFORM_INSPECTION_H
+#ifndef ZAV_PLATFORM_PROBE_H
+#define ZAV_PLATFORM_PROBE_H
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreMedia/CoreMedia.h>
@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace zav_platform::inspection {
+namespace zav_platform::probe {
 
 // ---- Core Foundation objects -------------------------------------------------------------
 
@@ -102,6 +102,6 @@ void clear_records();
 // example after CMIO_DAL_PLUGIN_PATH changed). Only while no other thread uses CoreMediaIO.
 void unload_plug_ins();
 
-}  // namespace zav_platform::inspection
+}  // namespace zav_platform::probe
 
 #endif

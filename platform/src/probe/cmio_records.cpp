@@ -1,4 +1,4 @@
-#include "inspection/cmio_records.h"
+#include "probe/cmio_records.h"
 
 #include <mutex>
 #include <utility>
@@ -8,11 +8,11 @@ namespace {
 
 struct records_t {
     std::mutex mutex;
-    std::vector<inspection::created_object_t> created;
-    std::vector<inspection::published_and_died_t> published_and_died;
-    std::vector<inspection::properties_changed_t> properties_changed;
-    std::vector<inspection::clock_created_t> clocks_created;
-    std::vector<inspection::clock_event_t> clock_events;
+    std::vector<probe::created_object_t> created;
+    std::vector<probe::published_and_died_t> published_and_died;
+    std::vector<probe::properties_changed_t> properties_changed;
+    std::vector<probe::clock_created_t> clocks_created;
+    std::vector<probe::clock_event_t> clock_events;
     std::vector<CFTypeRef> clocks_invalidated;
 };
 
@@ -32,27 +32,27 @@ std::vector<T> copy_of(const std::vector<T>& list) {
 
 namespace cmio_records {
 
-void add_created_object(const inspection::created_object_t& record) {
+void add_created_object(const probe::created_object_t& record) {
     std::lock_guard<std::mutex> lock(records().mutex);
     records().created.push_back(record);
 }
 
-void add_published_and_died(inspection::published_and_died_t record) {
+void add_published_and_died(probe::published_and_died_t record) {
     std::lock_guard<std::mutex> lock(records().mutex);
     records().published_and_died.push_back(std::move(record));
 }
 
-void add_properties_changed(inspection::properties_changed_t record) {
+void add_properties_changed(probe::properties_changed_t record) {
     std::lock_guard<std::mutex> lock(records().mutex);
     records().properties_changed.push_back(std::move(record));
 }
 
-void add_clock_created(inspection::clock_created_t record) {
+void add_clock_created(probe::clock_created_t record) {
     std::lock_guard<std::mutex> lock(records().mutex);
     records().clocks_created.push_back(std::move(record));
 }
 
-void add_clock_event(const inspection::clock_event_t& record) {
+void add_clock_event(const probe::clock_event_t& record) {
     std::lock_guard<std::mutex> lock(records().mutex);
     records().clock_events.push_back(record);
 }
@@ -64,7 +64,7 @@ void add_clock_invalidated(CFTypeRef clock) {
 
 }  // namespace cmio_records
 
-namespace inspection {
+namespace probe {
 
 std::vector<created_object_t> created_objects() { return copy_of(records().created); }
 std::vector<published_and_died_t> published_and_died() { return copy_of(records().published_and_died); }
@@ -84,5 +84,5 @@ void clear_records() {
     all.clocks_invalidated.clear();
 }
 
-}  // namespace inspection
+}  // namespace probe
 }  // namespace zav_platform
