@@ -80,17 +80,9 @@ private:
     std::vector<const void*> m_values;
 };
 
-const cf_array_t& array_of(CFArrayRef ref, const char* call) {
-    const cf_array_t* array = cf_cast<cf_array_t>(ref);
-    if (array == nullptr) cf_fatal(call);
-    return *array;
-}
+const cf_array_t& array_of(CFArrayRef ref, const char* call) { return cf_require<cf_array_t>(ref, call); }
 
-cf_array_t& mutable_array_of(CFMutableArrayRef ref, const char* call) {
-    cf_array_t* array = cf_cast<cf_array_t>(ref);
-    if (array == nullptr || !array->is_mutable()) cf_fatal(call);
-    return *array;
-}
+cf_array_t& mutable_array_of(CFMutableArrayRef ref, const char* call) { return cf_require_mutable<cf_array_t>(ref, call); }
 
 void check_range(const cf_array_t& array, CFRange range, const char* call) {
     if (range.location < 0 || range.length < 0 ||

@@ -144,17 +144,9 @@ private:
     std::vector<entry_t> m_entries;
 };
 
-const cf_dictionary_t& dictionary_of(CFDictionaryRef ref, const char* call) {
-    const cf_dictionary_t* dictionary = cf_cast<cf_dictionary_t>(ref);
-    if (dictionary == nullptr) cf_fatal(call);
-    return *dictionary;
-}
+const cf_dictionary_t& dictionary_of(CFDictionaryRef ref, const char* call) { return cf_require<cf_dictionary_t>(ref, call); }
 
-cf_dictionary_t& mutable_dictionary_of(CFMutableDictionaryRef ref, const char* call) {
-    cf_dictionary_t* dictionary = cf_cast<cf_dictionary_t>(ref);
-    if (dictionary == nullptr || !dictionary->is_mutable()) cf_fatal(call);
-    return *dictionary;
-}
+cf_dictionary_t& mutable_dictionary_of(CFMutableDictionaryRef ref, const char* call) { return cf_require_mutable<cf_dictionary_t>(ref, call); }
 
 cf_dictionary_t* copy_of(const cf_dictionary_t& source, bool is_mutable) {
     auto* copy = new cf_dictionary_t(&source.key_callbacks(), &source.value_callbacks(), is_mutable);

@@ -70,6 +70,23 @@ T* cf_cast(CFTypeRef ref) {
     return static_cast<T*>(object);
 }
 
+// The object behind a reference of type T; a null reference or one of another type ends the
+// process with `call` as the message, which is Core Foundation's own answer to such misuse.
+template <class T>
+T& cf_require(CFTypeRef ref, const char* call) {
+    T* object = cf_cast<T>(ref);
+    if (object == nullptr) cf_fatal(call);
+    return *object;
+}
+
+// The same for calls that change an object, which must also have been made mutable.
+template <class T>
+T& cf_require_mutable(CFTypeRef ref, const char* call) {
+    T& object = cf_require<T>(ref, call);
+    if (!object.is_mutable()) cf_fatal(call);
+    return object;
+}
+
 // Creates a T and returns it as the reference type R, owned by the caller (Create rule).
 template <class R, class T>
 R cf_ref(T* object) {

@@ -57,9 +57,7 @@ CFMutableStringRef new_mutable_string(std::u16string text) {
 }
 
 cf_string_t* mutable_string(CFMutableStringRef ref, const char* call) {
-    cf_string_t* string = cf_cast<cf_string_t>(ref);
-    if (string == nullptr || !string->is_mutable()) cf_fatal(call);
-    return string;
+    return &cf_require_mutable<cf_string_t>(ref, call);
 }
 
 char16_t fold_case(char16_t c) {
