@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <cstdarg>
-#include <cstdint>
 #include <cstdio>
 #include <set>
 #include <string>
@@ -39,53 +38,33 @@ std::string format_through_va_list(const char* format, ...)
     return text;
 }
 
-class log_line_test : public zav_test::cf_leak_fixture_t {};
+class log_test : public zav_test::cf_leak_fixture_t {};
 
-TEST_F(log_line_test, one_notice_line_with_token_process_and_thread)
-{
-    zav_log("value %d of %s", 7, "seven");
-
-    const auto lines = zav_test::log_lines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].priority, 5);  // LOG_NOTICE, no facility bits
-    EXPECT_EQ(lines[0].text, prefix_for_this_thread("ZAVVC1") + "value 7 of seven\n");
-}
-
-TEST_F(log_line_test, empty_message_still_writes_the_prefix_and_newline)
-{
-    const char* empty = "";
-    zav_log("%s", empty);
-
-    const auto lines = zav_test::log_lines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].text, prefix_for_this_thread("ZAVVC1") + "\n");
-}
-
-TEST_F(log_line_test, long_argument_is_logged_whole)
+TEST_F(log_test, notice_lines_carry_the_token_process_and_thread)
 {
     const std::string long_text(100000, 'x');
+    const char* empty = "";
+    zav_log("value %d of %s", 7, "seven");
+    zav_log("%s", empty);
     zav_log("<%s>", long_text.c_str());
-
-    ASSERT_EQ(zav_test::log_messages(), std::vector<std::string>{"<" + long_text + ">"});
-}
-
-TEST_F(log_line_test, replaced_token_starts_every_following_line)
-{
     static const char other_token[] = "TESTTOKEN";
     set_zav_log_token(other_token);
-    zav_log("first");
-    zav_log("second");
+    zav_log("other");
     set_zav_log_token("ZAVVC1");
-    zav_log("third");
+    zav_log("back");
 
     const auto lines = zav_test::log_lines();
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[0].text, prefix_for_this_thread("TESTTOKEN") + "first\n");
-    EXPECT_EQ(lines[1].text, prefix_for_this_thread("TESTTOKEN") + "second\n");
-    EXPECT_EQ(lines[2].text, prefix_for_this_thread("ZAVVC1") + "third\n");
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_EQ(lines[0].priority, 5);  // LOG_NOTICE, no facility bits
+    const std::string prefix = prefix_for_this_thread("ZAVVC1");
+    EXPECT_EQ(lines[0].text, prefix + "value 7 of seven\n");
+    EXPECT_EQ(lines[1].text, prefix + "\n");
+    EXPECT_EQ(lines[2].text, prefix + "<" + long_text + ">\n");
+    EXPECT_EQ(lines[3].text, prefix_for_this_thread("TESTTOKEN") + "other\n");
+    EXPECT_EQ(lines[4].text, prefix + "back\n");
 }
 
-TEST_F(log_line_test, concurrent_callers_each_get_whole_lines_with_their_own_thread_id)
+TEST_F(log_test, concurrent_callers_each_get_whole_lines_with_their_own_thread_id)
 {
     constexpr int thread_count = 8;
     constexpr int lines_per_thread = 200;
@@ -101,16 +80,14 @@ TEST_F(log_line_test, concurrent_callers_each_get_whole_lines_with_their_own_thr
     for (std::thread& thread : threads)
         thread.join();
 
-    EXPECT_EQ(std::set<std::string>(prefixes.begin(), prefixes.end()).size(), size_t(thread_count))
-        << "every thread must log its own id";
+    EXPECT_EQ(std::set<std::string>(prefixes.begin(), prefixes.end()).size(), size_t(thread_count));
     const auto lines = zav_test::log_lines();
     ASSERT_EQ(lines.size(), size_t(thread_count * lines_per_thread));
     std::vector<int> next_line(thread_count, 0);
     for (const auto& line : lines) {
-        int t = -1;
-        int i = -1;
-        const std::size_t message_start = line.text.find("] ") + 2;
-        ASSERT_EQ(std::sscanf(line.text.c_str() + message_start, "thread %d line %d", &t, &i), 2) << line.text;
+        int t = -1, i = -1;
+        ASSERT_EQ(std::sscanf(line.text.c_str() + line.text.find("] ") + 2, "thread %d line %d", &t, &i), 2)
+            << line.text;
         ASSERT_GE(t, 0);
         ASSERT_LT(t, thread_count);
         EXPECT_EQ(line.text, prefixes[t] + "thread " + std::to_string(t) + " line " + std::to_string(i) + "\n");
@@ -118,35 +95,26 @@ TEST_F(log_line_test, concurrent_callers_each_get_whole_lines_with_their_own_thr
     }
 }
 
-struct sprintf_case_t {
-    const char* name;
-    std::string expected;
-    std::string actual;
-};
-
 TEST(sprintf_args_test, formats_to_the_exact_length)
 {
     const std::string long_text(70000, 'y');
-    const sprintf_case_t cases[] = {
-        {"empty format", "", format_through_va_list("%s", "")},
-        {"plain text", "abc", format_through_va_list("abc")},
-        {"integers", "-12 4294967295 18446744073709551615",
+    const struct {
+        std::string expected, actual;
+    } cases[] = {
+        {"", format_through_va_list("%s", "")},
+        {"abc", format_through_va_list("abc")},
+        {"-12 4294967295 18446744073709551615",
          format_through_va_list("%d %u %llu", -12, 4294967295u, 18446744073709551615ull)},
-        {"padding and precision", "[   42|3.14|  ab]", format_through_va_list("[%5d|%.2f|%4s]", 42, 3.14159, "ab")},
-        {"percent sign", "100%", format_through_va_list("100%%")},
-        {"long argument", long_text + "!", format_through_va_list("%s!", long_text.c_str())},
-        {"one character", "z", format_through_va_list("%c", 'z')},
+        {"[   42|3.14|  ab]", format_through_va_list("[%5d|%.2f|%4s]", 42, 3.14159, "ab")},
+        {"100%", format_through_va_list("100%%")},
+        {long_text + "!", format_through_va_list("%s!", long_text.c_str())},
+        // A %c of NUL formats one zero byte at the end; the result has no trailing zero bytes.
+        {"ab", format_through_va_list("ab%c", '\0')},
     };
-    for (const sprintf_case_t& c : cases) {
-        EXPECT_EQ(c.actual, c.expected) << c.name;
-        EXPECT_EQ(c.actual.size(), c.expected.size()) << c.name << ": no trailing terminator kept";
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.actual, c.expected);
+        EXPECT_EQ(c.actual.size(), c.expected.size()) << c.expected << ": no trailing terminator kept";
     }
-}
-
-TEST(sprintf_args_test, embedded_terminator_at_the_end_is_trimmed)
-{
-    // A %c of NUL formats one zero byte at the end; the result has no trailing zero bytes.
-    EXPECT_EQ(format_through_va_list("ab%c", '\0'), "ab");
 }
 
 TEST(fourcc_to_string_test, most_significant_byte_first_up_to_the_first_zero)
@@ -155,16 +123,8 @@ TEST(fourcc_to_string_test, most_significant_byte_first_up_to_the_first_zero)
         uint32_t code;
         std::string text;
     } cases[] = {
-        {0x77686174, "what"},
-        {0x6F776E64, "ownd"},
-        {0x20202020, "    "},
-        {0x21736970, "!sip"},
-        {0x32767579, "2vuy"},
-        {0, ""},
-        {0x61000062, "a"},
-        {0x00616263, ""},
-        {0x61626300, "abc"},
-        {0xFF7F0109, std::string("\xFF\x7F\x01\x09")},
+        {0x77686174, "what"}, {0x20202020, "    "}, {0x21736970, "!sip"}, {0, ""}, {0x61000062, "a"},
+        {0x00616263, ""},     {0x61626300, "abc"},  {0xFF7F0109, std::string("\xFF\x7F\x01\x09")},
     };
     for (const auto& c : cases)
         EXPECT_EQ(fourCC_to_string(c.code), c.text) << std::hex << c.code;
@@ -174,22 +134,17 @@ class create_string_ref_test : public zav_test::cf_leak_fixture_t {};
 
 TEST_F(create_string_ref_test, utf8_text_round_trips_and_belongs_to_the_caller)
 {
-    const char* const texts[] = {"Mivora", "", "Grüße, カメラ"};
-    for (const char* text : texts) {
+    for (const char* text : {"Mivora", "", "Grüße, カメラ"}) {
         CFStringRef string = create_string_ref(text);
         ASSERT_NE(string, nullptr) << text;
         EXPECT_EQ(objects_created_since_start(), 1) << text;
         EXPECT_EQ(CFGetRetainCount(string), 1) << text;
-
         char buffer[64] = {};
         ASSERT_TRUE(CFStringGetCString(string, buffer, sizeof(buffer), kCFStringEncodingUTF8)) << text;
         EXPECT_STREQ(buffer, text);
         CFRelease(string);
     }
-}
-
-TEST_F(create_string_ref_test, invalid_utf8_gives_null)
-{
+    // Invalid UTF-8 gives no string.
     EXPECT_EQ(create_string_ref("\xC3\x28"), nullptr);
     EXPECT_EQ(create_string_ref("\xFF"), nullptr);
 }

@@ -1,5 +1,4 @@
 // The properties every object answers through the base hooks, and the size rules they follow.
-#include "host/object_base.h"
 #include "host/string_utils.h"
 
 #include "cf_leak_fixture.h"
@@ -9,21 +8,18 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <string>
-#include <vector>
 
 namespace {
 
 using namespace zav_test;
+using Drivers::Mac::ZAV::fourCC_to_string;
 
-constexpr CMIOClassID k_device_class = 'adev';
 constexpr UInt32 k_untouched = 0xA5A5A5A5;
-const std::string k_bad_get_size = "Bad arguments to get_property_helper";
 
 class object_properties_test : public cf_leak_fixture_t {
 protected:
     // A stand-alone object and one owned by it, both with ids.
-    test_object_t m_owner{k_device_class, fake_plugin_ref()};
+    test_object_t m_owner{'adev', fake_plugin_ref()};
     test_object_t m_child{'astr', &m_owner, kCMIODevicePropertyScopeInput};
 
     void SetUp() override
@@ -34,110 +30,77 @@ protected:
     }
 };
 
-struct fixed_size_property_t {
-    CMIOObjectPropertySelector selector;
-    UInt32 size;
-    // The line every get_property call for it writes first, if any.
-    const char* call_line;
-};
-
-const fixed_size_property_t k_fixed_size_properties[] = {
-    {kCMIOObjectPropertyClass, 4, "get_property for kObjectPropertyClass"},
-    {kCMIOObjectPropertyOwner, 4, "get_property for kObjectPropertyOwner"},
-    {kCMIOObjectPropertyManufacturer, 8, nullptr},
-};
-
-std::vector<std::string> expected_lines(const fixed_size_property_t& property, bool refused)
+TEST_F(object_properties_test, fixed_sizes_are_reported_and_every_other_size_is_refused)
 {
-    std::vector<std::string> lines;
-    if (property.call_line != nullptr)
-        lines.push_back(property.call_line);
-    if (refused)
-        lines.push_back(k_bad_get_size);
-    return lines;
-}
-
-TEST_F(object_properties_test, size_query_reports_the_size_without_making_a_value)
-{
-    for (const auto& property : k_fixed_size_properties) {
-        const std::string name = Drivers::Mac::ZAV::fourCC_to_string(property.selector);
+    const struct {
+        CMIOObjectPropertySelector selector;
+        UInt32 size;
+        lines_t call_line;  // written first by every get_property call for it
+    } properties[] = {
+        {kCMIOObjectPropertyClass, 4, {"get_property for kObjectPropertyClass"}},
+        {kCMIOObjectPropertyOwner, 4, {"get_property for kObjectPropertyOwner"}},
+        {kCMIOObjectPropertyManufacturer, 8, {}},
+    };
+    for (const auto& property : properties) {
+        SCOPED_TRACE(fourCC_to_string(property.selector));
+        // A size query, with and without a used-size pointer, makes no value.
         clear_log();
         UInt32 used = k_untouched;
-        EXPECT_EQ(m_child.get_property(address_of(property.selector), 0, nullptr, 0, &used, nullptr), 0) << name;
-        EXPECT_EQ(used, property.size) << name;
-        // Also with no used-size pointer at all.
-        EXPECT_EQ(m_child.get_property(address_of(property.selector), 0, nullptr, 0, nullptr, nullptr), 0) << name;
-        EXPECT_EQ(objects_created_since_start(), 0) << name << ": a size query creates no string";
+        EXPECT_EQ(m_child.get_property(address_of(property.selector), 0, nullptr, 0, &used, nullptr), 0);
+        EXPECT_EQ(used, property.size);
+        EXPECT_EQ(m_child.get_property(address_of(property.selector), 0, nullptr, 0, nullptr, nullptr), 0);
+        EXPECT_EQ(objects_created_since_start(), 0);
+        lines_t lines = property.call_line;
+        lines.insert(lines.end(), property.call_line.begin(), property.call_line.end());
+        EXPECT_EQ(log_messages(), lines);
 
-        // One call line per query, if the property has one.
-        std::vector<std::string> lines = expected_lines(property, false);
-        if (!lines.empty())
-            lines.push_back(lines.front());
-        EXPECT_EQ(log_messages(), lines) << name;
-    }
-}
-
-TEST_F(object_properties_test, any_size_but_the_exact_one_is_refused_after_reporting_the_size)
-{
-    for (const auto& property : k_fixed_size_properties) {
-        const std::string name = Drivers::Mac::ZAV::fourCC_to_string(property.selector);
         for (UInt32 wrong_size : {0u, 1u, property.size - 1, property.size + 1, property.size * 2, 4096u}) {
+            SCOPED_TRACE(wrong_size);
             clear_log();
             unsigned char buffer[4096];
             std::memset(buffer, 0xA5, sizeof(buffer));
-            UInt32 used = k_untouched;
+            used = k_untouched;
             EXPECT_EQ(m_child.get_property(address_of(property.selector), 0, nullptr, wrong_size, &used, buffer),
-                      kCMIOHardwareBadPropertySizeError)
-                << name << " size " << wrong_size;
-            EXPECT_EQ(used, property.size) << name << " size " << wrong_size;
+                      kCMIOHardwareBadPropertySizeError);
+            EXPECT_EQ(used, property.size);
             for (unsigned char byte : buffer)
-                ASSERT_EQ(byte, 0xA5) << name << " size " << wrong_size << ": nothing written";
-            EXPECT_EQ(log_messages(), expected_lines(property, true)) << name << " size " << wrong_size;
-            EXPECT_EQ(objects_created_since_start(), 0) << name;
+                ASSERT_EQ(byte, 0xA5) << "nothing written";
+            lines = property.call_line;
+            lines.push_back("Bad arguments to get_property_helper");
+            EXPECT_EQ(log_messages(), lines);
+            EXPECT_EQ(objects_created_since_start(), 0);
         }
     }
 }
 
-TEST_F(object_properties_test, class_is_the_objects_own_class)
+TEST_F(object_properties_test, class_owner_and_manufacturer_values)
 {
-    CMIOClassID value = 0;
-    UInt32 used = 0;
+    UInt32 value = 0, used = 0;
     EXPECT_EQ(m_child.get_property(address_of(kCMIOObjectPropertyClass), 0, nullptr, 4, &used, &value), 0);
     EXPECT_EQ(value, CMIOClassID('astr'));
     EXPECT_EQ(used, 4u);
-    // The used-size pointer is optional.
-    value = 0;
     EXPECT_EQ(m_owner.get_property(address_of(kCMIOObjectPropertyClass), 0, nullptr, 4, nullptr, &value), 0);
-    EXPECT_EQ(value, k_device_class);
-}
-
-TEST_F(object_properties_test, owner_is_the_owners_id_or_the_system_object)
-{
-    CMIOObjectID value = 0;
+    EXPECT_EQ(value, CMIOClassID('adev')) << "the used-size pointer is optional";
     EXPECT_EQ(m_child.get_property(address_of(kCMIOObjectPropertyOwner), 0, nullptr, 4, nullptr, &value), 0);
     EXPECT_EQ(value, 42u);
+    // Without owner the owner is the system object.
     EXPECT_EQ(m_owner.get_property(address_of(kCMIOObjectPropertyOwner), 0, nullptr, 4, nullptr, &value), 0);
-    EXPECT_EQ(value, CMIOObjectID(kCMIOObjectSystemObject));
     EXPECT_EQ(value, 1u);
-    // A plain base object without owner answers the same way.
     base_t plain('aplg', nullptr);
+    value = 0;
     EXPECT_EQ(plain.get_property(address_of(kCMIOObjectPropertyOwner), 0, nullptr, 4, nullptr, &value), 0);
     EXPECT_EQ(value, 1u);
-}
 
-TEST_F(object_properties_test, manufacturer_is_a_new_string_for_the_caller)
-{
-    CFStringRef first = nullptr;
-    CFStringRef second = nullptr;
-    UInt32 used = 0;
+    // The manufacturer is a new string for the caller on every answer.
+    clear_log();
+    CFStringRef first = nullptr, second = nullptr;
     ASSERT_EQ(m_child.get_property(address_of(kCMIOObjectPropertyManufacturer), 0, nullptr, 8, &used, &first), 0);
     ASSERT_EQ(m_child.get_property(address_of(kCMIOObjectPropertyManufacturer), 0, nullptr, 8, nullptr, &second), 0);
     EXPECT_EQ(used, 8u);
     ASSERT_NE(first, nullptr);
     ASSERT_NE(second, nullptr);
-    EXPECT_EQ(objects_created_since_start(), 2) << "one string per answer";
+    EXPECT_EQ(objects_created_since_start(), 2);
     EXPECT_EQ(CFGetRetainCount(first), 1);
-
     char text[32] = {};
     ASSERT_TRUE(CFStringGetCString(first, text, sizeof(text), kCFStringEncodingUTF8));
     EXPECT_STREQ(text, "Mivora");
@@ -147,118 +110,97 @@ TEST_F(object_properties_test, manufacturer_is_a_new_string_for_the_caller)
     EXPECT_TRUE(log_messages().empty());
 }
 
-TEST_F(object_properties_test, listener_notices_are_accepted_and_write_nothing)
+TEST_F(object_properties_test, listener_notices_are_settable_and_write_nothing)
 {
     for (CMIOObjectPropertySelector selector : {kCMIOObjectPropertyListenerAdded, kCMIOObjectPropertyListenerRemoved}) {
-        const std::string name = Drivers::Mac::ZAV::fourCC_to_string(selector);
-        UInt32 used = k_untouched;
-        UInt32 value = k_untouched;
-        EXPECT_EQ(m_child.get_property(address_of(selector), 0, nullptr, 4, &used, &value), 0) << name;
-        EXPECT_EQ(used, k_untouched) << name << ": not even the size is written";
-        EXPECT_EQ(value, k_untouched) << name;
-
+        SCOPED_TRACE(fourCC_to_string(selector));
+        UInt32 used = k_untouched, value = k_untouched;
+        EXPECT_EQ(m_child.get_property(address_of(selector), 0, nullptr, 4, &used, &value), 0);
+        EXPECT_EQ(used, k_untouched) << "not even the size is written";
+        EXPECT_EQ(value, k_untouched);
         const CMIOObjectPropertyAddress listened = address_of(kCMIOObjectPropertyName);
         bool changed = true;
-        EXPECT_EQ(m_child.set_property(address_of(selector), 0, nullptr, sizeof(listened), &listened, changed), 0)
-            << name;
-        EXPECT_FALSE(changed) << name;
-
+        EXPECT_EQ(m_child.set_property(address_of(selector), 0, nullptr, sizeof(listened), &listened, changed), 0);
+        EXPECT_FALSE(changed);
         Boolean settable = false;
-        EXPECT_TRUE(m_child.has_property(address_of(selector), settable)) << name;
-        EXPECT_TRUE(settable) << name;
+        EXPECT_TRUE(m_child.has_property(address_of(selector), settable));
+        EXPECT_TRUE(settable);
     }
     EXPECT_TRUE(log_messages().empty());
 }
 
-TEST_F(object_properties_test, read_only_base_properties_are_known_and_not_settable)
+TEST_F(object_properties_test, read_only_properties_refuse_writes_and_unknown_ones_refuse_all)
 {
     for (CMIOObjectPropertySelector selector : {kCMIOObjectPropertyClass, kCMIOObjectPropertyOwner,
                                                 kCMIOObjectPropertyOwnedObjects, kCMIOObjectPropertyManufacturer}) {
-        const std::string name = Drivers::Mac::ZAV::fourCC_to_string(selector);
+        const std::string name = fourCC_to_string(selector);
+        SCOPED_TRACE(name);
         Boolean settable = true;
-        EXPECT_TRUE(m_child.has_property(address_of(selector), settable)) << name;
-        EXPECT_FALSE(settable) << name;
-
-        // Writing one is refused as an unknown property, and `changed` is cleared first.
+        EXPECT_TRUE(m_child.has_property(address_of(selector), settable));
+        EXPECT_FALSE(settable);
         clear_log();
         const UInt32 value = 7;
         bool changed = true;
         EXPECT_EQ(m_child.set_property(address_of(selector), 0, nullptr, 4, &value, changed),
-                  kCMIOHardwareUnknownPropertyError)
-            << name;
-        EXPECT_FALSE(changed) << name;
-        EXPECT_EQ(log_messages(), std::vector<std::string>{"set_property : unkwown property " + name});
+                  kCMIOHardwareUnknownPropertyError);
+        EXPECT_FALSE(changed) << "cleared first";
+        EXPECT_EQ(log_messages(), lines_t{"set_property : unkwown property " + name});
     }
-}
-
-TEST_F(object_properties_test, unknown_selectors_are_refused_with_their_line_in_every_hook)
-{
     // The name is answered by each derived class itself, never by the base.
     for (CMIOObjectPropertySelector selector : {CMIOObjectPropertySelector(kCMIOObjectPropertyName),
                                                 CMIOObjectPropertySelector('zzzz')}) {
-        const std::string name = Drivers::Mac::ZAV::fourCC_to_string(selector);
-        const CMIOObjectPropertyAddress address = address_of(selector);
+        const std::string name = fourCC_to_string(selector);
+        SCOPED_TRACE(name);
         clear_log();
-
         Boolean settable = true;
-        EXPECT_FALSE(m_child.has_property(address, settable));
+        EXPECT_FALSE(m_child.has_property(address_of(selector), settable));
         EXPECT_FALSE(settable);
-
         UInt32 used = k_untouched;
         CFStringRef value = nullptr;
-        EXPECT_EQ(m_child.get_property(address, 0, nullptr, 8, &used, &value), kCMIOHardwareUnknownPropertyError);
+        EXPECT_EQ(m_child.get_property(address_of(selector), 0, nullptr, 8, &used, &value),
+                  kCMIOHardwareUnknownPropertyError);
         EXPECT_EQ(used, k_untouched);
         EXPECT_EQ(value, nullptr);
-
         bool changed = true;
-        EXPECT_EQ(m_child.set_property(address, 0, nullptr, 8, &value, changed), kCMIOHardwareUnknownPropertyError);
+        EXPECT_EQ(m_child.set_property(address_of(selector), 0, nullptr, 8, &value, changed),
+                  kCMIOHardwareUnknownPropertyError);
         EXPECT_FALSE(changed);
-
-        EXPECT_EQ(log_messages(), (std::vector<std::string>{"has_property : unkwown property " + name,
-                                                             "get_property : unkwown property " + name,
-                                                             "set_property : unkwown property " + name}));
+        EXPECT_EQ(log_messages(), (lines_t{"has_property : unkwown property " + name,
+                                           "get_property : unkwown property " + name,
+                                           "set_property : unkwown property " + name}));
     }
 }
 
 TEST(object_base_entries_test, plain_base_entries_answer_without_a_published_check)
 {
     // Objects that are not host objects (the plug-in itself) use the base entries directly.
-    clear_log();
     base_t plugin_object('aplg', nullptr);
-
+    clear_log();
     EXPECT_TRUE(plugin_object.has_property(address_of(kCMIOObjectPropertyClass)));
-    UInt32 size = 0;
+    UInt32 size = 0, used = 0;
     EXPECT_EQ(plugin_object.get_property_data_size(address_of(kCMIOObjectPropertyClass), 0, nullptr, &size), 0);
     EXPECT_EQ(size, 4u);
     CMIOClassID class_id = 0;
-    UInt32 used = 0;
     EXPECT_EQ(plugin_object.get_property_data(address_of(kCMIOObjectPropertyClass), 0, nullptr, 4, &used, &class_id),
               0);
     EXPECT_EQ(class_id, CMIOClassID('aplg'));
     EXPECT_EQ(used, 4u);
-
     Boolean settable = true;
     EXPECT_EQ(plugin_object.can_set_property(address_of(kCMIOObjectPropertyClass), &settable), 0);
     EXPECT_FALSE(settable);
     EXPECT_EQ(plugin_object.can_set_property(address_of(kCMIOObjectPropertyListenerAdded), &settable), 0);
     EXPECT_TRUE(settable);
-
-    settable = true;
     clear_log();
     EXPECT_EQ(plugin_object.can_set_property(address_of('zzzz'), &settable), kCMIOHardwareUnknownPropertyError);
     EXPECT_FALSE(settable);
     EXPECT_FALSE(plugin_object.has_property(address_of('zzzz')));
-    EXPECT_EQ(log_messages(), (std::vector<std::string>{"has_property : unkwown property zzzz",
-                                                         "has_property : unkwown property zzzz"}));
-}
+    EXPECT_EQ(log_messages(), lines_t(2, "has_property : unkwown property zzzz"));
 
-TEST(object_base_entries_test, base_object_cannot_report_changes)
-{
-    base_t plugin_object('aplg', nullptr);
+    // Only host objects can report changes.
     clear_log();
     const CMIOObjectPropertyAddress address = address_of(kCMIOObjectPropertyName);
     EXPECT_FALSE(plugin_object.changed_properties(1, &address));
-    EXPECT_EQ(log_messages(), std::vector<std::string>{"object_base_t::changed_properties illegally called!"});
+    EXPECT_EQ(log_messages(), lines_t{"object_base_t::changed_properties illegally called!"});
 }
 
 TEST(object_base_entries_test, class_test_matches_own_class_and_generic_objects_match_all)
@@ -268,22 +210,14 @@ TEST(object_base_entries_test, class_test_matches_own_class_and_generic_objects_
         CMIOClassID asked;
         bool expected;
     } cases[] = {
-        {'adev', 'adev', true},
-        {'adev', 'astr', false},
-        // Asking for the generic class does not match a specific object.
-        {'adev', kCMIOObjectClassID, false},
-        // An object of the generic class answers to every class.
-        {kCMIOObjectClassID, 'adev', true},
-        {kCMIOObjectClassID, 'astr', true},
-        {kCMIOObjectClassID, kCMIOObjectClassID, true},
-        {kCMIOObjectClassID, 0, true},
-        {'astr', 0, false},
+        {'adev', 'adev', true}, {'adev', 'astr', false},
+        {'adev', kCMIOObjectClassID, false},  // the generic class does not match a specific object
+        {kCMIOObjectClassID, 'adev', true}, {kCMIOObjectClassID, kCMIOObjectClassID, true},
+        {kCMIOObjectClassID, 0, true}, {'astr', 0, false},
     };
-    for (const auto& c : cases) {
-        base_t object(c.own, nullptr);
-        EXPECT_EQ(object.is_class(c.asked), c.expected)
-            << Drivers::Mac::ZAV::fourCC_to_string(c.own) << " asked " << Drivers::Mac::ZAV::fourCC_to_string(c.asked);
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(base_t(c.own, nullptr).is_class(c.asked), c.expected)
+            << fourCC_to_string(c.own) << " asked " << fourCC_to_string(c.asked);
 }
 
 }  // namespace

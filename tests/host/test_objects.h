@@ -1,17 +1,20 @@
 // Objects for the object-base tests: a published-object class whose scope and id a test can
-// choose, and shorthands for property addresses.
+// choose, and shorthands for property addresses and expected log lines.
 #ifndef ZAV_TESTS_HOST_TEST_OBJECTS_H
 #define ZAV_TESTS_HOST_TEST_OBJECTS_H
 
 #include "host/cmio_object.h"
 
 #include <list>
+#include <string>
+#include <vector>
 
 namespace zav_test {
 
 using Drivers::Mac::ZAV::object_base_t;
 using Drivers::Mac::ZAV::VirtualCamera::cmio_object_t;
 using base_t = object_base_t<CMIOObjectPropertyAddress>;
+using lines_t = std::vector<std::string>;
 
 class test_object_t : public cmio_object_t {
 public:
@@ -26,10 +29,8 @@ public:
     }
 
     CMIOObjectPropertyScope get_scope() const override { return m_scope; }
-
     // Stands in for the host's id assignment where the host is not what is tested.
     void set_object_id(CMIOObjectID object_id) { m_object_id = object_id; }
-
     std::list<base_t*> owned_objects() const
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -40,10 +41,10 @@ private:
     const CMIOObjectPropertyScope m_scope;
 };
 
+// Element 0 is the main element.
 inline CMIOObjectPropertyAddress address_of(CMIOObjectPropertySelector selector,
                                             CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal)
 {
-    // Element 0 is the main element.
     return CMIOObjectPropertyAddress{selector, scope, 0};
 }
 

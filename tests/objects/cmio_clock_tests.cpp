@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,11 +22,10 @@ const std::string k_clock_name = "com.mivora.zav.virtualcamera.clock";
 
 class cmio_clock_test : public zav_test::cf_leak_fixture_t {};
 
-TEST_F(cmio_clock_test, creates_one_clock_with_the_given_settings)
+TEST_F(cmio_clock_test, creates_one_clock_and_forwards_timing_events_as_given)
 {
     int source = 0;
-    const cmio_clock_t clock(k_clock_name, CMTimeMake(1, 10), 100, 10, &source);
-
+    cmio_clock_t clock(k_clock_name, CMTimeMake(1, 10), 100, 10, &source);
     ASSERT_NE(clock.get_ref(), nullptr);
     const auto created = probe::clocks_created();
     ASSERT_EQ(created.size(), 1u);
@@ -40,15 +38,9 @@ TEST_F(cmio_clock_test, creates_one_clock_with_the_given_settings)
     EXPECT_EQ(created[0].source_identifier, &source);
     EXPECT_EQ(CFGetRetainCount(clock.get_ref()), 1) << "the name string is not kept alive by the owner";
     EXPECT_EQ(objects_created_since_start(), 1) << "only the clock, the temporary name is gone";
-    EXPECT_TRUE(zav_test::log_messages().empty());
-}
 
-TEST_F(cmio_clock_test, timing_events_are_forwarded_as_given)
-{
-    cmio_clock_t clock(k_clock_name, CMTimeMake(1, 10), 100, 10, nullptr);
     clock.post_timing_event(CMTimeMake(1700000000, 1000000000), 1700000000ull, 1);
     clock.post_timing_event(CMTimeMake(1733366667, 1000000000), 1700000001ull, 0);
-
     const auto events = probe::clock_events();
     ASSERT_EQ(events.size(), 2u);
     EXPECT_EQ(events[0].clock, clock.get_ref());
@@ -59,6 +51,7 @@ TEST_F(cmio_clock_test, timing_events_are_forwarded_as_given)
     EXPECT_EQ(events[1].event_time.value, 1733366667);
     EXPECT_EQ(events[1].host_time, 1700000001ull);
     EXPECT_FALSE(events[1].resynchronize);
+    EXPECT_TRUE(zav_test::log_messages().empty());
 }
 
 TEST_F(cmio_clock_test, destruction_invalidates_then_releases_the_clock)
@@ -68,7 +61,6 @@ TEST_F(cmio_clock_test, destruction_invalidates_then_releases_the_clock)
     // A client that still holds the clock sees it invalidated, and keeps its own reference.
     CFRetain(reference);
     clock.reset();
-
     EXPECT_EQ(probe::clocks_invalidated(), std::vector<CFTypeRef>{reference});
     EXPECT_EQ(CFGetRetainCount(reference), 1) << "the owner's reference is released";
     CFRelease(reference);

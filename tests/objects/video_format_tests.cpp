@@ -19,6 +19,7 @@ namespace {
 
 using Drivers::Mac::ZAV::VirtualCamera::video_format_t;
 using zav_test::log_messages;
+using lines_t = std::vector<std::string>;
 namespace probe = zav_platform::probe;
 
 constexpr auto k_uyvy = ZAVlib_FourCC_video_type_UYVY;
@@ -27,7 +28,7 @@ constexpr auto k_bgrx = ZAVlib_FourCC_video_type_BGRX;
 class video_format_test : public zav_test::cf_leak_fixture_t {
 protected:
     // A new video description that the caller releases.
-    static CMFormatDescriptionRef make_video_description(FourCharCode codec, int32_t width, int32_t height)
+    static CMFormatDescriptionRef make_description(FourCharCode codec, int32_t width, int32_t height)
     {
         CMVideoFormatDescriptionRef description = nullptr;
         EXPECT_EQ(CMVideoFormatDescriptionCreate(kCFAllocatorDefault, codec, width, height, nullptr, &description), 0);
@@ -58,115 +59,73 @@ protected:
 
 TEST_F(video_format_test, layouts_map_to_pixel_formats_and_receive_colours)
 {
-    const struct {
-        ZAVlib_FourCC_video_type_e fourcc;
-        OSType pixel_format;
-        ZAVlib_recv_color_format_e receive_colour;
-    } cases[] = {
-        {k_uyvy, kCVPixelFormatType_422YpCbCr8, ZAVlib_recv_color_format_e(1)},
-        {k_bgrx, kCVPixelFormatType_32BGRA, ZAVlib_recv_color_format_e(0)},
-    };
-    for (const auto& c : cases) {
-        const video_format_t format(c.fourcc, 64, 48, 25, 1);
-        EXPECT_EQ(format.get_fourcc_cm(), c.pixel_format) << c.fourcc;
-        EXPECT_EQ(format.get_recv_color_zav(), c.receive_colour) << c.fourcc;
-        expect_description(format, c.pixel_format, 64, 48);
-    }
-    EXPECT_EQ(kCVPixelFormatType_422YpCbCr8, 0x32767579u);
-    EXPECT_EQ(kCVPixelFormatType_32BGRA, 0x42475241u);
+    const video_format_t uyvy(k_uyvy, 1280, 720, 30000, 1000);
+    expect_fields(uyvy, k_uyvy, 1280, 720, 30000, 1000, 30.0);
+    EXPECT_EQ(uyvy.get_fourcc_cm(), kCVPixelFormatType_422YpCbCr8);
+    EXPECT_EQ(uyvy.get_recv_color_zav(), ZAVlib_recv_color_format_e(1));
+    expect_description(uyvy, kCVPixelFormatType_422YpCbCr8, 1280, 720);
+    EXPECT_EQ(CFGetRetainCount(uyvy.get_ref()), 1);
+    const video_format_t bgrx(k_bgrx, 64, 48, 25, 1);
+    EXPECT_EQ(bgrx.get_fourcc_cm(), kCVPixelFormatType_32BGRA);
+    EXPECT_EQ(bgrx.get_recv_color_zav(), ZAVlib_recv_color_format_e(0));
+    expect_description(bgrx, kCVPixelFormatType_32BGRA, 64, 48);
+    EXPECT_EQ(objects_created_since_start(), 2) << "one description each";
     EXPECT_TRUE(log_messages().empty());
-}
 
-TEST_F(video_format_test, unknown_layouts_map_to_nothing_with_a_line_each)
-{
     // BGRA is a real layout of the library, but not one a stream format uses.
     for (auto fourcc : {ZAVlib_FourCC_video_type_BGRA, ZAVlib_FourCC_video_type_e(0)}) {
         zav_test::clear_log();
         const video_format_t format(fourcc, 64, 48, 25, 1);
-        EXPECT_EQ(log_messages(), std::vector<std::string>{"video_format::get_fourcc_cm unexpected value"})
-            << "the constructor maps the layout once";
-
+        EXPECT_EQ(log_messages(), lines_t{"video_format::get_fourcc_cm unexpected value"}) << "mapped once";
         zav_test::clear_log();
         EXPECT_EQ(format.get_fourcc_cm(), 0u);
         EXPECT_EQ(format.get_recv_color_zav(), ZAVlib_recv_color_format_e(0x7fffffff));
-        EXPECT_EQ(log_messages(), (std::vector<std::string>{"video_format::get_fourcc_cm unexpected value",
-                                                             "video_format_t::get_recv_color_zav unexpected value"}));
+        EXPECT_EQ(log_messages(), (lines_t{"video_format::get_fourcc_cm unexpected value",
+                                           "video_format_t::get_recv_color_zav unexpected value"}));
     }
 }
 
-TEST_F(video_format_test, construction_stores_the_values_and_owns_one_description)
+TEST_F(video_format_test, records_without_a_description)
 {
-    const video_format_t format(k_uyvy, 1280, 720, 30000, 1000);
-    expect_fields(format, k_uyvy, 1280, 720, 30000, 1000, 30.0);
-    expect_description(format, kCVPixelFormatType_422YpCbCr8, 1280, 720);
-    EXPECT_EQ(CFGetRetainCount(format.get_ref()), 1);
-    EXPECT_EQ(objects_created_since_start(), 1);
-}
-
-TEST_F(video_format_test, rate_of_a_zero_denominator_is_zero)
-{
-    const video_format_t format(k_uyvy, 640, 480, 30, 0);
-    EXPECT_EQ(format.get_frame_rate(), 0.0);
-    EXPECT_EQ(format.get_fr_num(), 30);
-    EXPECT_EQ(format.get_fr_den(), 0);
-}
-
-TEST_F(video_format_test, refused_description_leaves_the_record_without_one)
-{
-    probe::set_failure(probe::failing_call_t::format_description_create, kCMFormatDescriptionError_AllocationFailed);
-    const video_format_t format(k_bgrx, 640, 480, 30, 1);
-    EXPECT_EQ(format.get_ref(), nullptr);
-    expect_fields(format, k_bgrx, 640, 480, 30, 1, 30.0);
-    // Copies of such a record have no description either.
-    const video_format_t copy(format);
-    EXPECT_EQ(copy.get_ref(), nullptr);
-}
-
-TEST_F(video_format_test, default_record_is_uyvy_720p30_without_description)
-{
-    const video_format_t format;
-    expect_fields(format, k_uyvy, 1280, 720, 30000, 1000, 30.0);
-    EXPECT_EQ(format.get_ref(), nullptr);
+    const video_format_t by_default;
+    expect_fields(by_default, k_uyvy, 1280, 720, 30000, 1000, 30.0);
+    EXPECT_EQ(by_default.get_ref(), nullptr);
     EXPECT_EQ(objects_created_since_start(), 0);
+
+    probe::set_failure(probe::failing_call_t::format_description_create, kCMFormatDescriptionError_AllocationFailed);
+    const video_format_t refused(k_bgrx, 640, 480, 30, 0);
+    EXPECT_EQ(refused.get_ref(), nullptr);
+    expect_fields(refused, k_bgrx, 640, 480, 30, 0, 0.0);  // a zero denominator is a zero rate
+    const video_format_t copy(refused);
+    EXPECT_EQ(copy.get_ref(), nullptr);
 }
 
 TEST_F(video_format_test, copies_share_the_description_with_one_retain_each)
 {
     const video_format_t source(k_uyvy, 1920, 1080, 30000, 1001);
     {
-        video_format_t target;
+        video_format_t target(k_bgrx, 640, 480, 25, 1);
         target = source;
+        EXPECT_EQ(objects_created_since_start(), 1) << "the replaced description is gone";
         EXPECT_TRUE(target == source);
         EXPECT_EQ(target.get_ref(), source.get_ref());
         expect_fields(target, k_uyvy, 1920, 1080, 30000, 1001, 30000.0 / 1001.0);
-
         const video_format_t constructed(source);
         EXPECT_TRUE(constructed == source);
         EXPECT_EQ(CFGetRetainCount(source.get_ref()), 3);
+        video_format_t& alias = target;
+        target = alias;
+        EXPECT_EQ(CFGetRetainCount(source.get_ref()), 3) << "self-assignment";
+        expect_description(target, kCVPixelFormatType_422YpCbCr8, 1920, 1080);
     }
     EXPECT_EQ(CFGetRetainCount(source.get_ref()), 1);
-}
-
-TEST_F(video_format_test, assignment_releases_the_old_description_and_survives_self_assignment)
-{
-    video_format_t target(k_bgrx, 640, 480, 25, 1);
-    const video_format_t source(k_uyvy, 320, 240, 50, 1);
-    target = source;
-    EXPECT_EQ(objects_created_since_start(), 1) << "the replaced description is gone";
-    EXPECT_EQ(CFGetRetainCount(source.get_ref()), 2);
-
-    video_format_t& alias = target;
-    target = alias;
-    EXPECT_EQ(CFGetRetainCount(source.get_ref()), 2);
-    expect_description(target, kCVPixelFormatType_422YpCbCr8, 320, 240);
 }
 
 TEST_F(video_format_test, equality_compares_rates_as_fractions_and_descriptions)
 {
     const struct {
         const char* name;
-        video_format_t a;
-        video_format_t b;
+        video_format_t a, b;
         bool equal;
     } cases[] = {
         {"same values", {k_uyvy, 1280, 720, 30000, 1000}, {k_uyvy, 1280, 720, 30000, 1000}, true},
@@ -183,13 +142,10 @@ TEST_F(video_format_test, equality_compares_rates_as_fractions_and_descriptions)
         EXPECT_EQ(c.b == c.a, c.equal) << c.name;
         EXPECT_EQ(c.a != c.b, !c.equal) << c.name;
     }
-}
-
-TEST_F(video_format_test, compatibility_is_description_equality)
-{
+    // Compatibility is description equality.
     const video_format_t format(k_bgrx, 640, 480, 30, 1);
-    CMFormatDescriptionRef same = make_video_description(kCVPixelFormatType_32BGRA, 640, 480);
-    CMFormatDescriptionRef other = make_video_description(kCVPixelFormatType_32BGRA, 640, 360);
+    CMFormatDescriptionRef same = make_description(kCVPixelFormatType_32BGRA, 640, 480);
+    CMFormatDescriptionRef other = make_description(kCVPixelFormatType_32BGRA, 640, 360);
     EXPECT_TRUE(format.is_compatible_with(same));
     EXPECT_FALSE(format.is_compatible_with(other));
     CFRelease(same);
@@ -199,22 +155,20 @@ TEST_F(video_format_test, compatibility_is_description_equality)
 TEST_F(video_format_test, update_adopts_a_bgra_or_2vuy_description_and_keeps_the_rate)
 {
     video_format_t format(k_uyvy, 1280, 720, 30000, 1001);
-    CMFormatDescriptionRef bgra = make_video_description(kCVPixelFormatType_32BGRA, 640, 480);
+    CMFormatDescriptionRef bgra = make_description(kCVPixelFormatType_32BGRA, 640, 480);
     ASSERT_TRUE(format.update(bgra));
     expect_fields(format, k_bgrx, 640, 480, 30000, 1001, 30000.0 / 1001.0);
     EXPECT_EQ(format.get_ref(), bgra);
     EXPECT_EQ(CFGetRetainCount(bgra), 2);
     EXPECT_EQ(objects_created_since_start(), 1) << "the constructor's description is released";
 
-    CMFormatDescriptionRef uyvy = make_video_description(kCVPixelFormatType_422YpCbCr8, 3840, 2160);
+    CMFormatDescriptionRef uyvy = make_description(kCVPixelFormatType_422YpCbCr8, 3840, 2160);
     ASSERT_TRUE(format.update(uyvy));
     expect_fields(format, k_uyvy, 3840, 2160, 30000, 1001, 30000.0 / 1001.0);
     EXPECT_EQ(CFGetRetainCount(bgra), 1);
     EXPECT_EQ(CFGetRetainCount(uyvy), 2);
-
-    // Adopting the description it already holds keeps exactly one retain.
     ASSERT_TRUE(format.update(uyvy));
-    EXPECT_EQ(CFGetRetainCount(uyvy), 2);
+    EXPECT_EQ(CFGetRetainCount(uyvy), 2) << "adopting the description it holds keeps one retain";
     CFRelease(bgra);
     CFRelease(uyvy);
     EXPECT_TRUE(log_messages().empty());
@@ -224,29 +178,28 @@ TEST_F(video_format_test, refused_updates_leave_the_record_unchanged)
 {
     CMFormatDescriptionRef audio = nullptr;
     ASSERT_EQ(CMFormatDescriptionCreate(kCFAllocatorDefault, kCMMediaType_Audio, 'lpcm', nullptr, &audio), 0);
-    CMFormatDescriptionRef yuvs = make_video_description(kCVPixelFormatType_422YpCbCr8_yuvs, 640, 480);
-    CMFormatDescriptionRef argb = make_video_description(kCVPixelFormatType_32ARGB, 640, 480);
+    CMFormatDescriptionRef yuvs = make_description(kCVPixelFormatType_422YpCbCr8_yuvs, 640, 480);
+    CMFormatDescriptionRef argb = make_description(kCVPixelFormatType_32ARGB, 640, 480);
     const struct {
-        const char* name;
         CMFormatDescriptionRef description;
         const char* line;
     } cases[] = {
-        {"null", nullptr, "video_format::update null format"},
-        {"audio", audio, "video_format::update not a video format"},
-        {"yuvs", yuvs, "video_format::update not supported colorspace"},
-        {"argb", argb, "video_format::update not supported colorspace"},
+        {nullptr, "video_format::update null format"},
+        {audio, "video_format::update not a video format"},
+        {yuvs, "video_format::update not supported colorspace"},
+        {argb, "video_format::update not supported colorspace"},
     };
-
     video_format_t format(k_uyvy, 1280, 720, 60000, 1001);
     const CMFormatDescriptionRef original = format.get_ref();
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.line);
         zav_test::clear_log();
-        EXPECT_FALSE(format.update(c.description)) << c.name;
-        EXPECT_EQ(log_messages(), std::vector<std::string>{c.line}) << c.name;
+        EXPECT_FALSE(format.update(c.description));
+        EXPECT_EQ(log_messages(), lines_t{c.line});
         expect_fields(format, k_uyvy, 1280, 720, 60000, 1001, 60000.0 / 1001.0);
-        EXPECT_EQ(format.get_ref(), original) << c.name;
+        EXPECT_EQ(format.get_ref(), original);
         if (c.description != nullptr) {
-            EXPECT_EQ(CFGetRetainCount(c.description), 1) << c.name << ": not retained";
+            EXPECT_EQ(CFGetRetainCount(c.description), 1) << "not retained";
         }
     }
     EXPECT_EQ(CFGetRetainCount(original), 1);
@@ -259,14 +212,11 @@ TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator)
 {
     video_format_t format(k_uyvy, 1280, 720, 30000, 1000);
     const CMFormatDescriptionRef description = format.get_ref();
-
     EXPECT_FALSE(format.set_frame_rate(0, 0));
     EXPECT_FALSE(format.set_frame_rate(25, 0));
     expect_fields(format, k_uyvy, 1280, 720, 30000, 1000, 30.0);
-
     const struct {
-        int num;
-        int den;
+        int num, den;
         double rate;
     } cases[] = {{25, 1, 25.0}, {30000, 1001, 30000.0 / 1001.0}, {0, 1, 0.0}, {-60, 1, -60.0}, {1, 3, 1.0 / 3.0}};
     for (const auto& c : cases) {
@@ -279,35 +229,27 @@ TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator)
 TEST_F(video_format_test, rate_from_a_double_keeps_it_and_derives_a_fraction_over_1000)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    const double infinity = std::numeric_limits<double>::infinity();
     const int32_t most_negative = std::numeric_limits<int32_t>::min();
     const struct {
         double rate;
-        int num;
-        int den;
+        int num, den;
     } cases[] = {
-        {30.0, 30000, 1000},
-        {29.97, 29970, 1000},
-        {30000.0 / 1001.0, 29970, 1000},
-        {59.94, 59940, 1000},
-        {23.976, 23976, 1000},
-        {25.0, 25000, 1000},
-        {0.0005, 0, 1001},   // a zero numerator is as close over either denominator
+        {30.0, 30000, 1000}, {29.97, 29970, 1000}, {30000.0 / 1001.0, 29970, 1000}, {59.94, 59940, 1000},
+        {23.976, 23976, 1000}, {-29.97, -29970, 1000}, {2147483.647, 2147483647, 1000},
+        {0.0005, 0, 1001},  // a zero numerator is as close over either denominator
         {0.0, 0, 1001},
-        {-29.97, -29970, 1000},
-        {2147483.647, 2147483647, 1000},
         // Out of range: the most negative numerator, which happens to lie closer over 1001.
-        {2147483.648, most_negative, 1001},
-        {1e300, most_negative, 1001},
+        {2147483.648, most_negative, 1001}, {1e300, most_negative, 1001},
         {-2147483.648, most_negative, 1000},  // just in range
-        {infinity, most_negative, 1001},    // both errors infinite: a tie
+        {std::numeric_limits<double>::infinity(), most_negative, 1001},  // both errors infinite: a tie
         {nan, most_negative, 1001},
     };
     video_format_t format(k_uyvy, 1280, 720, 30000, 1000);
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.rate);
         EXPECT_TRUE(format.set_frame_rate(c.rate));
-        EXPECT_EQ(format.get_fr_num(), c.num) << c.rate;
-        EXPECT_EQ(format.get_fr_den(), c.den) << c.rate;
+        EXPECT_EQ(format.get_fr_num(), c.num);
+        EXPECT_EQ(format.get_fr_den(), c.den);
         if (std::isnan(c.rate)) {
             EXPECT_TRUE(std::isnan(format.get_frame_rate()));
         } else {
