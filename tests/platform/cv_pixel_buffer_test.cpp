@@ -15,14 +15,12 @@ namespace {
 using cv_pixel_buffer = platform_test_t;
 using zav_platform::probe::failing_call_t;
 
-struct padding_case_t {
-    OSType m_format;
-    size_t m_width;
-    size_t m_unpadded;  // width × bytes per pixel
-};
-
-TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes) {
-    const padding_case_t cases[] = {
+TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes_or_the_alignment_asked_for) {
+    const struct {
+        OSType m_format;
+        size_t m_width;
+        size_t m_unpadded;  // width × bytes per pixel
+    } cases[] = {
         {kCVPixelFormatType_32BGRA, 1, 4},        {kCVPixelFormatType_32BGRA, 1366, 5464},
         {kCVPixelFormatType_32BGRA, 1920, 7680},  {kCVPixelFormatType_422YpCbCr8, 1, 4},
         {kCVPixelFormatType_422YpCbCr8, 33, 68},  {kCVPixelFormatType_422YpCbCr8, 1280, 2560},
@@ -30,12 +28,13 @@ TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes) {
         {kCVPixelFormatType_24RGB, 5, 15},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.m_width);
         CVPixelBufferRef buffer = nullptr;
         ASSERT_EQ(CVPixelBufferCreate(nullptr, c.m_width, 3, c.m_format, nullptr, &buffer), kCVReturnSuccess);
         const size_t row_bytes = CVPixelBufferGetBytesPerRow(buffer);
-        EXPECT_EQ(row_bytes % 64, 0u) << c.m_width;
-        EXPECT_GE(row_bytes, c.m_unpadded) << c.m_width;
-        EXPECT_LT(row_bytes, c.m_unpadded + 64) << c.m_width;
+        EXPECT_EQ(row_bytes % 64, 0u);
+        EXPECT_GE(row_bytes, c.m_unpadded);
+        EXPECT_LT(row_bytes, c.m_unpadded + 64);
         EXPECT_EQ(CVPixelBufferGetDataSize(buffer), row_bytes * 3);
         EXPECT_EQ(CVPixelBufferGetWidth(buffer), c.m_width);
         EXPECT_EQ(CVPixelBufferGetHeight(buffer), 3u);
@@ -45,30 +44,30 @@ TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes) {
         std::memset(CVPixelBufferGetBaseAddress(buffer), 0xAB, CVPixelBufferGetDataSize(buffer));
         CVPixelBufferRelease(buffer);
     }
-}
-
-TEST_F(cv_pixel_buffer, row_alignment_attribute_is_honoured) {
-    SInt32 alignment = 256;
-    CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &alignment);
+    CFNumberRef alignment = make_int32(256);
     const void* keys[] = {kCVPixelBufferBytesPerRowAlignmentKey};
-    const void* values[] = {number};
-    CFDictionaryRef attributes = CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
-                                                    &kCFTypeDictionaryValueCallBacks);
+    const void* values[] = {alignment};
+    CFDictionaryRef attributes = make_dictionary(keys, values, 1);
     CVPixelBufferRef buffer = nullptr;
     ASSERT_EQ(CVPixelBufferCreate(nullptr, 70, 2, kCVPixelFormatType_32BGRA, attributes, &buffer), kCVReturnSuccess);
     EXPECT_EQ(CVPixelBufferGetBytesPerRow(buffer), 512u);  // 280 bytes rounded up to 256
     CVPixelBufferRelease(buffer);
     CFRelease(attributes);
-    CFRelease(number);
+    CFRelease(alignment);
 }
 
-TEST_F(cv_pixel_buffer, bad_arguments_are_refused_and_output_untouched) {
+TEST_F(cv_pixel_buffer, bad_arguments_and_failure_switch_leave_the_output_untouched) {
     CVPixelBufferRef buffer = nullptr;
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 0, 10, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 0, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, 0x3F3F3F3F, nullptr, &buffer), kCVReturnInvalidPixelFormat);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, kCVPixelFormatType_32BGRA, nullptr, nullptr), kCVReturnInvalidArgument);
+    zav_platform::probe::set_failure(failing_call_t::pixel_buffer_create, kCVReturnAllocationFailed);
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnAllocationFailed);
     EXPECT_EQ(buffer, nullptr);
+    zav_platform::probe::clear_failures();
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);
+    CVPixelBufferRelease(buffer);
     CVPixelBufferRelease(nullptr);  // accepted, as CoreVideo's release functions accept NULL
     EXPECT_EQ(CVPixelBufferRetain(nullptr), nullptr);
 }
@@ -115,97 +114,72 @@ TEST_F(cv_pixel_buffer, wrapped_bytes_are_given_back_through_the_callback) {
               kCVReturnInvalidArgument);  // 30 pixels need 120 bytes a row
 }
 
-TEST_F(cv_pixel_buffer, failure_switch_makes_creation_fail) {
-    zav_platform::probe::set_failure(failing_call_t::pixel_buffer_create, kCVReturnAllocationFailed);
-    CVPixelBufferRef buffer = nullptr;
-    EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer),
-              kCVReturnAllocationFailed);
-    EXPECT_EQ(buffer, nullptr);
-    zav_platform::probe::clear_failures();
-    EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);
-    CVPixelBufferRelease(buffer);
-}
-
 // ---- Pools ----
 
 class cv_pixel_buffer_pool : public platform_test_t {
 protected:
-    // Pixel buffer attributes with format, width and height as CFNumbers.
-    static CFDictionaryRef attributes(OSType format, SInt32 width, SInt32 height) {
-        SInt32 code = static_cast<SInt32>(format);
-        CFNumberRef numbers[] = {CFNumberCreate(nullptr, kCFNumberSInt32Type, &code),
-                                 CFNumberCreate(nullptr, kCFNumberSInt32Type, &width),
-                                 CFNumberCreate(nullptr, kCFNumberSInt32Type, &height)};
-        const void* keys[] = {kCVPixelBufferPixelFormatTypeKey, kCVPixelBufferWidthKey, kCVPixelBufferHeightKey};
-        CFDictionaryRef result = CFDictionaryCreate(nullptr, keys, reinterpret_cast<const void**>(numbers), 3,
-                                                    &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-        for (CFNumberRef number : numbers) CFRelease(number);
-        return result;
+    void TearDown() override {
+        CVPixelBufferPoolRelease(m_pool);
+        if (m_attributes != nullptr) CFRelease(m_attributes);
+        platform_test_t::TearDown();
     }
+    // Makes m_pool for buffers of that format and size.
+    void make_pool(OSType format, SInt32 width, SInt32 height) {
+        CFNumberRef numbers[] = {make_int32(static_cast<SInt32>(format)), make_int32(width), make_int32(height)};
+        const void* keys[] = {kCVPixelBufferPixelFormatTypeKey, kCVPixelBufferWidthKey, kCVPixelBufferHeightKey};
+        m_attributes = make_dictionary(keys, reinterpret_cast<const void**>(numbers), 3);
+        for (CFNumberRef number : numbers) CFRelease(number);
+        ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, m_attributes, &m_pool), kCVReturnSuccess);
+    }
+    CVPixelBufferRef take() {
+        CVPixelBufferRef buffer = nullptr;
+        EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, m_pool, &buffer), kCVReturnSuccess);
+        return buffer;
+    }
+    CFDictionaryRef m_attributes = nullptr;
+    CVPixelBufferPoolRef m_pool = nullptr;
 };
 
-TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused) {
-    CFDictionaryRef buffer_attributes = attributes(kCVPixelFormatType_422YpCbCr8, 1366, 4);
-    CVPixelBufferPoolRef pool = nullptr;
-    ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, buffer_attributes, &pool), kCVReturnSuccess);
-    EXPECT_EQ(CFGetTypeID(pool), CVPixelBufferPoolGetTypeID());
-    EXPECT_TRUE(CFEqual(CVPixelBufferPoolGetPixelBufferAttributes(pool), buffer_attributes));
-
-    CVPixelBufferRef first = nullptr;
-    CVPixelBufferRef second = nullptr;
-    ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &first), kCVReturnSuccess);
-    ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &second), kCVReturnSuccess);
+TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_from_a_bounded_set) {
+    make_pool(kCVPixelFormatType_422YpCbCr8, 1366, 4);
+    EXPECT_EQ(CFGetTypeID(m_pool), CVPixelBufferPoolGetTypeID());
+    EXPECT_TRUE(CFEqual(CVPixelBufferPoolGetPixelBufferAttributes(m_pool), m_attributes));
+    CVPixelBufferRef first = take();
+    CVPixelBufferRef second = take();
     EXPECT_EQ(CFGetRetainCount(first), 1);
     EXPECT_EQ(CVPixelBufferGetWidth(first), 1366u);
     EXPECT_EQ(CVPixelBufferGetBytesPerRow(first), 2752u);  // 2732 bytes padded to 64
     void* const first_memory = CVPixelBufferGetBaseAddress(first);
     EXPECT_NE(first_memory, CVPixelBufferGetBaseAddress(second));  // both in use: distinct memory
     CVPixelBufferRelease(first);
-    CVPixelBufferRef third = nullptr;
-    ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &third), kCVReturnSuccess);
+    CVPixelBufferRef third = take();
     EXPECT_EQ(CVPixelBufferGetBaseAddress(third), first_memory);  // the released buffer came back
     CVPixelBufferRelease(third);
-    CVPixelBufferRelease(second);
-    CVPixelBufferPoolRelease(pool);
-    CFRelease(buffer_attributes);
-}
-
-TEST_F(cv_pixel_buffer_pool, buffers_may_outlive_their_pool) {
-    CFDictionaryRef buffer_attributes = attributes(kCVPixelFormatType_32BGRA, 64, 64);
-    CVPixelBufferPoolRef pool = nullptr;
-    ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, buffer_attributes, &pool), kCVReturnSuccess);
-    CVPixelBufferRef buffer = nullptr;
-    ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnSuccess);
-    CVPixelBufferPoolRelease(pool);
-    std::memset(CVPixelBufferGetBaseAddress(buffer), 0, CVPixelBufferGetDataSize(buffer));
-    CVPixelBufferRelease(buffer);  // its memory is freed now, not handed to a dead pool
-    CFRelease(buffer_attributes);
-}
-
-TEST_F(cv_pixel_buffer_pool, many_cycles_use_a_bounded_set_of_memory_blocks) {
-    CFDictionaryRef buffer_attributes = attributes(kCVPixelFormatType_32BGRA, 32, 32);
-    CVPixelBufferPoolRef pool = nullptr;
-    ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, buffer_attributes, &pool), kCVReturnSuccess);
+    // Keeping one frame in flight, as a capture loop does, cycles through two blocks only.
     std::set<void*> memory;
-    CVPixelBufferRef previous = nullptr;
+    CVPixelBufferRef previous = second;
     for (int frame = 0; frame < 100; ++frame) {
-        CVPixelBufferRef buffer = nullptr;
-        ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnSuccess);
+        CVPixelBufferRef buffer = take();
         memory.insert(CVPixelBufferGetBaseAddress(buffer));
-        CVPixelBufferRelease(previous);  // keep one frame in flight, as a capture loop does
+        CVPixelBufferRelease(previous);
         previous = buffer;
     }
     CVPixelBufferRelease(previous);
     EXPECT_LE(memory.size(), 2u);
-    CVPixelBufferPoolRelease(pool);
-    CFRelease(buffer_attributes);
+}
+
+TEST_F(cv_pixel_buffer_pool, buffers_may_outlive_their_pool) {
+    make_pool(kCVPixelFormatType_32BGRA, 64, 64);
+    CVPixelBufferRef buffer = take();
+    CVPixelBufferPoolRelease(m_pool);
+    m_pool = nullptr;
+    std::memset(CVPixelBufferGetBaseAddress(buffer), 0, CVPixelBufferGetDataSize(buffer));
+    CVPixelBufferRelease(buffer);  // its memory is freed now, not handed to a dead pool
 }
 
 TEST_F(cv_pixel_buffer_pool, buffers_released_on_other_threads_return_safely) {
     // A capture thread takes buffers while a client thread releases the ones it was sent.
-    CFDictionaryRef buffer_attributes = attributes(kCVPixelFormatType_422YpCbCr8, 64, 8);
-    CVPixelBufferPoolRef pool = nullptr;
-    ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, buffer_attributes, &pool), kCVReturnSuccess);
+    make_pool(kCVPixelFormatType_422YpCbCr8, 64, 8);
     CMSimpleQueueRef handoff = nullptr;
     ASSERT_EQ(CMSimpleQueueCreate(nullptr, 4, &handoff), noErr);
     constexpr int k_frames = 2000;
@@ -220,46 +194,34 @@ TEST_F(cv_pixel_buffer_pool, buffers_released_on_other_threads_return_safely) {
         }
     });
     for (int frame = 0; frame < k_frames; ++frame) {
-        CVPixelBufferRef buffer = nullptr;
-        ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnSuccess);
+        CVPixelBufferRef buffer = take();
         static_cast<uint8_t*>(CVPixelBufferGetBaseAddress(buffer))[0] = static_cast<uint8_t>(frame);
         while (CMSimpleQueueEnqueue(handoff, buffer) != noErr) std::this_thread::yield();
     }
     client.join();
     CFRelease(handoff);
-    CVPixelBufferPoolRelease(pool);
-    CFRelease(buffer_attributes);
 }
 
 TEST_F(cv_pixel_buffer_pool, incomplete_attributes_and_failure_switches) {
+    CFNumberRef width = make_int32(10);
     const void* keys[] = {kCVPixelBufferWidthKey};
-    SInt32 width = 10;
-    CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &width);
-    const void* values[] = {number};
-    CFDictionaryRef width_only = CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks,
-                                                    &kCFTypeDictionaryValueCallBacks);
+    const void* values[] = {width};
+    CFDictionaryRef width_only = make_dictionary(keys, values, 1);
     CVPixelBufferPoolRef pool = nullptr;
     EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, width_only, &pool), kCVReturnInvalidPixelBufferAttributes);
     EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, nullptr, &pool), kCVReturnInvalidPixelBufferAttributes);
-    EXPECT_EQ(pool, nullptr);
-
-    CFDictionaryRef complete = attributes(kCVPixelFormatType_32BGRA, 16, 16);
+    make_pool(kCVPixelFormatType_32BGRA, 16, 16);
     zav_platform::probe::set_failure(failing_call_t::pixel_buffer_pool_create, kCVReturnPoolAllocationFailed);
-    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, complete, &pool), kCVReturnPoolAllocationFailed);
+    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, m_attributes, &pool), kCVReturnPoolAllocationFailed);
     EXPECT_EQ(pool, nullptr);
-    zav_platform::probe::clear_failures();
-    ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, complete, &pool), kCVReturnSuccess);
     zav_platform::probe::set_failure(failing_call_t::pool_create_pixel_buffer, kCVReturnWouldExceedAllocationThreshold);
     CVPixelBufferRef buffer = nullptr;
-    EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnWouldExceedAllocationThreshold);
+    EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, m_pool, &buffer), kCVReturnWouldExceedAllocationThreshold);
     EXPECT_EQ(buffer, nullptr);
     zav_platform::probe::clear_failures();
-    ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, pool, &buffer), kCVReturnSuccess);
-    CVPixelBufferRelease(buffer);
-    CVPixelBufferPoolRelease(pool);
-    CFRelease(complete);
+    CVPixelBufferRelease(take());
     CFRelease(width_only);
-    CFRelease(number);
+    CFRelease(width);
 }
 
 }  // namespace

@@ -1,31 +1,44 @@
-/* Record layouts as the C compiler sees them (header_layout.c). */
+/* The records and values that cross between a plug-in or client written in C, the platform and
+   C++ code. header_layout.c evaluates the list as C, header_layout_test.cpp as C++. */
 #ifndef ZAV_TESTS_PLATFORM_HEADER_LAYOUT_H
 #define ZAV_TESTS_PLATFORM_HEADER_LAYOUT_H
 
+#include <Accelerate/Accelerate.h>
+#include <CoreFoundation/CoreFoundation.h>
+#include <CoreMedia/CoreMedia.h>
+#include <CoreMediaIO/CMIOHardware.h>
+#include <CoreMediaIO/CMIOHardwarePlugIn.h>
+#include <CoreMediaIO/CMIOSampleBuffer.h>
+#include <CoreVideo/CoreVideo.h>
+#include <mach/mach_time.h>
 #include <stddef.h>
+
+/* A COM interface as C code declares one. */
+typedef struct {
+    IUNKNOWN_C_GUTS;
+    int extra;
+} zav_c_interface_t;
+
+#define ZAV_HEADER_LAYOUTS(X)                                                   \
+    X(sizeof(CMTime)) X(offsetof(CMTime, epoch)) X(sizeof(CMSampleTimingInfo)) \
+    X(sizeof(CFUUIDBytes)) X(sizeof(vImage_Buffer)) X(sizeof(vImage_AffineTransform)) \
+    X(sizeof(CFArrayCallBacks)) X(sizeof(CFDictionaryKeyCallBacks))            \
+    X(sizeof(AudioStreamBasicDescription)) X(sizeof(CMVideoDimensions))        \
+    X(offsetof(zav_c_interface_t, Release)) X((size_t)E_NOINTERFACE)           \
+    X((size_t)kCFStringEncodingUTF8) X(sizeof(CMIOObjectPropertyAddress))      \
+    X(sizeof(CMIODeviceAVCCommand)) X(offsetof(CMIODeviceAVCCommand, mResponse)) \
+    X(sizeof(CMIODeviceRS422Command)) X(sizeof(CMIOHardwarePlugInInterface))   \
+    X(offsetof(CMIOHardwarePlugInInterface, StreamCopyBufferQueue))            \
+    X(offsetof(CMIOHardwarePlugInInterface, StreamDeckCueTo)) X(sizeof(CMIOStreamDeck)) \
+    X(sizeof(CMIOStreamScheduledOutputNotificationProcAndRefCon))              \
+    X((size_t)kCMIOObjectPropertyElementMaster) X((size_t)kCMIOHardwareBadObjectError) \
+    X((size_t)CMIOGetNextSequenceNumber(kCMIOInvalidSequenceNumber))
 
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-typedef struct {
-    size_t cmtime_size;
-    size_t cmtime_epoch_offset;
-    size_t timing_info_size;
-    size_t uuid_bytes_size;
-    size_t vimage_buffer_size;
-    size_t affine_transform_size;
-    size_t array_callbacks_size;
-    size_t key_callbacks_size;
-    size_t asbd_size;
-    size_t dimensions_size;
-    size_t iunknown_release_offset;
-    long e_nointerface;
-    unsigned long utf8_encoding;
-} zav_c_layout_t;
-
-void zav_c_layout(zav_c_layout_t* out);
-
+extern const size_t zav_c_layouts[];
+extern const size_t zav_c_layout_count;
 #ifdef __cplusplus
 }
 #endif

@@ -22,7 +22,14 @@ protected:
     std::size_t m_live_at_start = 0;
 };
 
-// A number object of type SInt32, owned by the caller.
+// Objects owned by the caller.
 inline CFNumberRef make_int32(SInt32 value) { return CFNumberCreate(nullptr, kCFNumberSInt32Type, &value); }
+inline CFStringRef make_string(const char* text) {
+    return CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
+}
+inline CFDictionaryRef make_dictionary(const void** keys, const void** values, CFIndex count) {
+    return CFDictionaryCreate(nullptr, keys, values, count, &kCFTypeDictionaryKeyCallBacks,
+                              &kCFTypeDictionaryValueCallBacks);
+}
 
 #endif

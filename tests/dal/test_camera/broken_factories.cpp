@@ -15,9 +15,7 @@ struct broken_t {
     const char* m_name;
 };
 
-ULONG add_ref(void* self) {
-    return ++static_cast<broken_t*>(self)->m_references;
-}
+ULONG add_ref(void* self) { return ++static_cast<broken_t*>(self)->m_references; }
 
 ULONG release(void* self) {
     auto* object = static_cast<broken_t*>(self);
@@ -29,27 +27,22 @@ ULONG release(void* self) {
     return left;
 }
 
-HRESULT refuse(void*, REFIID, LPVOID* interface) {
-    *interface = nullptr;
-    return E_NOINTERFACE;
-}
-
-HRESULT accept(void* self, REFIID, LPVOID* interface) {
-    add_ref(self);
-    *interface = self;
-    return S_OK;
-}
-
-OSStatus fail_to_initialize(CMIOHardwarePlugInRef, CMIOObjectID) {
-    return kCMIOHardwareIllegalOperationError;
-}
-
+// The refusing table answers no interface; the failing one gives itself and fails to start.
 CMIOHardwarePlugInInterface make_table(bool refusing) {
     CMIOHardwarePlugInInterface table{};
-    table.QueryInterface = refusing ? refuse : accept;
+    table.QueryInterface = refusing ? +[](void*, REFIID, LPVOID* interface) -> HRESULT {
+        *interface = nullptr;
+        return E_NOINTERFACE;
+    } : +[](void* self, REFIID, LPVOID* interface) -> HRESULT {
+        add_ref(self);
+        *interface = self;
+        return S_OK;
+    };
     table.AddRef = add_ref;
     table.Release = release;
-    if (!refusing) table.InitializeWithObjectID = fail_to_initialize;
+    table.InitializeWithObjectID = [](CMIOHardwarePlugInRef, CMIOObjectID) -> OSStatus {
+        return kCMIOHardwareIllegalOperationError;
+    };
     return table;
 }
 
