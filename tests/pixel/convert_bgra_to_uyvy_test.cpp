@@ -51,17 +51,6 @@ struct conversion_t {
     }
 };
 
-void fill_uniform(guarded_image_t& image, uint8_t b, uint8_t g, uint8_t r, uint8_t a)
-{
-    for (int y = 0; y < image.rows(); ++y)
-        for (size_t x = 0; x + 3 < image.row_bytes(); x += 4) {
-            image.row(y)[x] = b;
-            image.row(y)[x + 1] = g;
-            image.row(y)[x + 2] = r;
-            image.row(y)[x + 3] = a;
-        }
-}
-
 struct size_case_t {
     int width;
     int height;
@@ -127,148 +116,97 @@ TEST(convert_bgra_to_uyvy, odd_width_defined_bytes_match_model)
     }
 }
 
-// Luma and chroma of a uniform image: the bytes dither around the exact value, so their mean
-// over a large area is that value.
-struct uniform_stats_t {
-    double y_mean = 0, cb_mean = 0, cr_mean = 0;
-    int y_min = 255, y_max = 0, cb_min = 255, cb_max = 0, cr_min = 255, cr_max = 0;
-};
-
-uniform_stats_t convert_uniform(uint8_t b, uint8_t g, uint8_t r, uint32_t matrix)
+// A uniform image: the bytes dither around the exact value, so over a large area their mean
+// is that value and their range is narrow.
+TEST(convert_bgra_to_uyvy, uniform_colours_dither_around_their_value)
 {
-    const int width = 256, height = 64;
-    conversion_t conv(width, height);
-    fill_uniform(conv.m_src, b, g, r, 255);
-    conv.run(matrix);
-    uniform_stats_t s;
-    const std::vector<uint8_t> bytes = conv.m_dst.rows_bytes();
-    const size_t pairs = bytes.size() / 4;
-    for (size_t i = 0; i < bytes.size(); i += 4) {
-        const int cb = bytes[i], y0 = bytes[i + 1], cr = bytes[i + 2], y1 = bytes[i + 3];
-        s.cb_mean += cb;
-        s.cr_mean += cr;
-        s.y_mean += y0 + y1;
-        s.y_min = std::min({s.y_min, y0, y1});
-        s.y_max = std::max({s.y_max, y0, y1});
-        s.cb_min = std::min(s.cb_min, cb);
-        s.cb_max = std::max(s.cb_max, cb);
-        s.cr_min = std::min(s.cr_min, cr);
-        s.cr_max = std::max(s.cr_max, cr);
-    }
-    s.cb_mean /= double(pairs);
-    s.cr_mean /= double(pairs);
-    s.y_mean /= double(2 * pairs);
-    return s;
-}
-
-TEST(convert_bgra_to_uyvy, grey_under_709_dithers_luma_and_keeps_the_cb_offset)
-{
-    const uniform_stats_t s = convert_uniform(128, 128, 128, 709);
-    // Y = 128 * (0.183 + 0.614 + 0.062) + 16 = 125.952
-    EXPECT_EQ(s.y_min, 125);
-    EXPECT_EQ(s.y_max, 126);
-    EXPECT_NEAR(s.y_mean, 125.952, 0.01);
-    // The Cr row sums to zero exactly. The Cb row sums to -0.001, giving 127.872, but chroma
-    // error reaches the next average at half weight, so a pair settles at 127.872 - 0.128 =
-    // 127.744 and always rounds to 128 (a full-weight diffusion would emit some 127s).
-    EXPECT_EQ(s.cr_min, 128);
-    EXPECT_EQ(s.cr_max, 128);
-    EXPECT_EQ(s.cb_min, 128);
-    EXPECT_EQ(s.cb_max, 128);
-}
-
-TEST(convert_bgra_to_uyvy, grey_under_601_has_neutral_chroma)
-{
-    const uniform_stats_t s = convert_uniform(128, 128, 128, 601);
-    EXPECT_EQ(s.cb_min, 128);
-    EXPECT_EQ(s.cb_max, 128);
-    EXPECT_EQ(s.cr_min, 128);
-    EXPECT_EQ(s.cr_max, 128);
-    EXPECT_NEAR(s.y_mean, 128 * 0.859 + 16, 0.01);
-}
-
-TEST(convert_bgra_to_uyvy, black_is_exact_and_white_is_studio_peak)
-{
-    for (uint32_t matrix : {709u, 601u}) {
-        const uniform_stats_t black = convert_uniform(0, 0, 0, matrix);
-        EXPECT_EQ(black.y_min, 16);
-        EXPECT_EQ(black.y_max, 16);
-        EXPECT_EQ(black.cb_min, 128);
-        EXPECT_EQ(black.cb_max, 128);
-        EXPECT_EQ(black.cr_min, 128);
-        EXPECT_EQ(black.cr_max, 128);
-
-        const uniform_stats_t white = convert_uniform(255, 255, 255, matrix);
-        EXPECT_GE(white.y_min, 235) << matrix;
-        EXPECT_LE(white.y_max, 236) << matrix;
-        EXPECT_NEAR(white.y_mean, 255 * 0.859 + 16, 0.01) << matrix;
-        // 709's Cb row sums to -0.001, 127.745 for white: with the halved chroma error a pair
-        // settles near 127.49, so some bytes drop to 127. The other chroma rows sum to zero.
-        EXPECT_GE(white.cb_min, 127) << matrix;
-        EXPECT_EQ(white.cb_max, 128) << matrix;
-        if (matrix == 709) {
-            EXPECT_LT(white.cb_mean, 127.99);
+    const struct {
+        uint8_t grey;
+        uint32_t matrix;
+        int y_min, y_max;
+        double y_mean;
+        int cb_min, cb_max, cr_min, cr_max;
+        double cb_mean_below;
+    } cases[] = {
+        // Y = 128 * (0.183 + 0.614 + 0.062) + 16 = 125.952. The Cr row sums to zero exactly. The
+        // Cb row sums to -0.001, giving 127.872, but chroma error reaches the next average at half
+        // weight, so a pair settles at 127.744 and always rounds to 128 (a full-weight diffusion
+        // would emit some 127s).
+        {128, 709, 125, 126, 125.952, 128, 128, 128, 128, 256},
+        {128, 601, 125, 126, 128 * 0.859 + 16, 128, 128, 128, 128, 256},
+        {0, 709, 16, 16, 16, 128, 128, 128, 128, 256},
+        {0, 601, 16, 16, 16, 128, 128, 128, 128, 256},
+        // For white, 709's Cb settles near 127.49 with the halved error: some bytes drop to 127.
+        {255, 709, 235, 236, 255 * 0.859 + 16, 127, 128, 127, 129, 127.99},
+        {255, 601, 235, 236, 255 * 0.859 + 16, 127, 128, 127, 129, 256},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << int(c.grey) << " under " << c.matrix);
+        conversion_t conv(256, 64);
+        for (int y = 0; y < 64; ++y) {
+            std::fill(conv.m_src.row(y), conv.m_src.row(y) + 4 * 256, c.grey);
+            for (int x = 0; x < 256; ++x) conv.m_src.row(y)[4 * x + 3] = 255;
         }
-        EXPECT_GE(white.cr_min, 127) << matrix;
-        EXPECT_LE(white.cr_max, 129) << matrix;
-        EXPECT_NEAR(white.cr_mean, 128.0, 0.01) << matrix;
+        conv.run(c.matrix);
+        const std::vector<uint8_t> bytes = conv.m_dst.rows_bytes();
+        int y_min = 255, y_max = 0, cb_min = 255, cb_max = 0, cr_min = 255, cr_max = 0;
+        double y_sum = 0, cb_sum = 0, cr_sum = 0;
+        for (size_t i = 0; i < bytes.size(); i += 4) {
+            const int cb = bytes[i], y0 = bytes[i + 1], cr = bytes[i + 2], y1 = bytes[i + 3];
+            y_min = std::min({y_min, y0, y1}), y_max = std::max({y_max, y0, y1});
+            cb_min = std::min(cb_min, cb), cb_max = std::max(cb_max, cb);
+            cr_min = std::min(cr_min, cr), cr_max = std::max(cr_max, cr);
+            y_sum += y0 + y1, cb_sum += cb, cr_sum += cr;
+        }
+        const double pairs = double(bytes.size() / 4);
+        EXPECT_GE(y_min, c.y_min);
+        EXPECT_LE(y_max, c.y_max);
+        EXPECT_NEAR(y_sum / (2 * pairs), c.y_mean, 0.01);
+        EXPECT_GE(cb_min, c.cb_min);
+        EXPECT_EQ(cb_max, c.cb_max);
+        if (c.cb_mean_below < 255) {
+            EXPECT_LT(cb_sum / pairs, c.cb_mean_below);
+        }
+        EXPECT_GE(cr_min, c.cr_min);
+        EXPECT_LE(cr_max, c.cr_max);
+        EXPECT_NEAR(cr_sum / pairs, 128.0, 0.01);
+        if (c.grey != 255) {
+            EXPECT_EQ(cb_min, c.cb_min);
+            EXPECT_EQ(cr_min, c.cr_min);
+            EXPECT_EQ(y_min, c.y_min);
+        }
     }
 }
 
-TEST(convert_bgra_to_uyvy, alpha_is_copied_exactly_including_tail_columns)
-{
-    for (int width : {1, 2, 3, 4, 5, 6, 7, 9, 19}) {
-        conversion_t conv(width, 3, 5);
-        for (int y = 0; y < 3; ++y)
-            for (int x = 0; x < width; ++x) {
-                conv.m_src.row(y)[4 * x] = 10;
-                conv.m_src.row(y)[4 * x + 1] = 20;
-                conv.m_src.row(y)[4 * x + 2] = 30;
-                conv.m_src.row(y)[4 * x + 3] = uint8_t(y * 50 + x * 3 + 1);
-            }
-        conv.run(709);
-        for (int y = 0; y < 3; ++y)
-            for (int x = 0; x < width; ++x)
-                ASSERT_EQ(conv.m_alpha.row(y)[x], uint8_t(y * 50 + x * 3 + 1)) << width << " " << x << "," << y;
-        EXPECT_TRUE(conv.m_alpha.guards_intact());
-    }
-}
-
-TEST(convert_bgra_to_uyvy, empty_sizes_write_nothing)
+TEST(convert_bgra_to_uyvy, refusals_write_nothing_outside_their_rows)
 {
     struct dims_t {
         int w, h;
     };
+    // Empty sizes write nothing.
     for (dims_t d : {dims_t{0, 4}, dims_t{-3, 4}, dims_t{4, 0}, dims_t{4, -1}, dims_t{0, 0}}) {
         guarded_image_t src(4, 64, 64), dst(4, 64, 64), alpha(4, 64, 64);
         convert_bgra_to_uyvy_alpha(src.row(0), 64, dst.row(0), 64, alpha.row(0), 64, d.w, d.h, 709);
         EXPECT_TRUE(dst.untouched()) << d.w << "x" << d.h;
         EXPECT_TRUE(alpha.untouched()) << d.w << "x" << d.h;
     }
-}
-
-TEST(convert_bgra_to_uyvy, impossible_scratch_size_throws_before_writing)
-{
+    // An impossible scratch size throws before writing: (49999 + 1) * (49997 + 3) slots wraps
+    // negative in 32-bit arithmetic, and a height below -1 makes a negative count.
     guarded_image_t src(4, 64, 64), dst(4, 64, 64), alpha(4, 64, 64);
-    // (49999 + 1) * (49997 + 3) = 2.5e9 slots wraps negative in 32-bit arithmetic.
     EXPECT_THROW(convert_bgra_to_uyvy_alpha(src.row(0), 64, dst.row(0), 64, alpha.row(0), 64, 49997, 49999, 709),
                  std::bad_alloc);
-    // A negative height below -1 makes a negative slot count.
     EXPECT_THROW(convert_bgra_to_uyvy_alpha(src.row(0), 64, dst.row(0), 64, alpha.row(0), 64, 4, -5, 709),
                  std::bad_alloc);
     EXPECT_TRUE(dst.untouched());
     EXPECT_TRUE(alpha.untouched());
-}
-
-TEST(convert_bgra_to_uyvy, unknown_matrix_leaves_alpha_alone_and_stays_in_rows)
-{
+    // An unknown matrix leaves alpha alone and stays inside the rows.
     for (uint32_t matrix : {0u, 600u, 710u}) {
         std::mt19937 rng(matrix);
         conversion_t conv(8, 4, 4);
         conv.m_src.fill_rows_random(rng);
         conv.run(matrix);
-        EXPECT_TRUE(conv.m_alpha.untouched());
-        EXPECT_TRUE(conv.m_dst.guards_intact());
+        EXPECT_TRUE(conv.m_alpha.untouched()) << matrix;
+        EXPECT_TRUE(conv.m_dst.guards_intact()) << matrix;
     }
 }
 

@@ -9,13 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "guarded_image.h"
 #include "pixel/resample_uyvy.h"
 #include "resample_model.h"
-#include "resample_test_image.h"
 
 namespace {
 
 using namespace zav_resample_test;
+using zav_test::uyvy_image_t;
 namespace vc = Drivers::Mac::ZAV::VirtualCamera;
 
 struct fit_case_t {
@@ -91,52 +92,41 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
     return out;
 }
 
-test_image_t make(uint32_t w, uint32_t h, bool aligned, uint32_t salt)
+uyvy_image_t make(uint32_t w, uint32_t h, bool aligned, uint32_t salt)
 {
-    return aligned ? test_image_t(w, h, (2 * w + 15) / 16 * 16, 0) : test_image_t(w, h, 2 * w + 3 + 2 * (salt % 3), 1 + salt % 7);
+    return aligned ? uyvy_image_t(w, h, (2 * w + 15) / 16 * 16, 0)
+                   : uyvy_image_t(w, h, 2 * w + 3 + 2 * (salt % 3), 1 + salt % 7);
 }
 
-packed_t packed_of(const test_image_t& img)
+packed_t packed_of(const uyvy_image_t& img)
 {
     packed_t p(img.width(), img.height());
-    p.m_bytes = img.pixels();
+    p.m_bytes = img.rows_bytes();
     return p;
 }
 
 class fit_matches_model_t : public testing::TestWithParam<fit_case_t> {};
 
-TEST_P(fit_matches_model_t, modes_0_1_2_byte_for_byte)
+// Modes 0, 1 and 2 byte for byte; the field modes (3) only confined to the destination.
+TEST_P(fit_matches_model_t, modes_0_1_2_byte_for_byte_and_field_modes_inside)
 {
     const fit_case_t& c = GetParam();
-    for (uint32_t mode = 0; mode < 3; ++mode) {
+    for (uint32_t mode = 0; mode < 7; ++mode) {
+        SCOPED_TRACE(mode);
         std::mt19937 rng(c.m_ws + 3 * c.m_wd + mode);
-        test_image_t src = make(c.m_ws, c.m_hs, c.m_aligned, 1), dst = make(c.m_wd, c.m_hd, c.m_aligned, 2);
-        src.fill_random(rng);
-        dst.fill_random(rng);
-        const packed_t expected = model_fit(packed_of(src), packed_of(dst), c, mode);
-        vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), c.m_ws, c.m_hs, mode, dst.data(), c.m_a, c.m_b, dst.row_bytes(), c.m_wd,
-                                     c.m_hd, 0, c.m_fit_vertically);
-        const std::vector<uint8_t> got = dst.pixels();
-        for (size_t i = 0; i < got.size(); ++i)
-            ASSERT_EQ(int(got[i]), int(expected.m_bytes[i])) << "mode " << mode << " row " << i / (2 * c.m_wd) << " byte " << i % (2 * c.m_wd);
-        EXPECT_TRUE(dst.guards_intact()) << "mode " << mode;
-        EXPECT_TRUE(src.guards_intact()) << "mode " << mode;
-    }
-}
-
-TEST_P(fit_matches_model_t, field_modes_stay_inside_the_destination)
-{
-    const fit_case_t& c = GetParam();
-    std::mt19937 rng(c.m_hs);
-    test_image_t src = make(c.m_ws, c.m_hs, c.m_aligned, 4);
-    src.fill_random(rng);
-    const std::vector<uint8_t> src_before = src.pixels();
-    for (uint32_t field_select = 0; field_select < 4; ++field_select) {
-        test_image_t dst = make(c.m_wd, c.m_hd, c.m_aligned, 5);
-        vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), c.m_ws, c.m_hs, 3, dst.data(), c.m_a, c.m_b, dst.row_bytes(), c.m_wd,
-                                     c.m_hd, field_select, c.m_fit_vertically);
-        EXPECT_TRUE(dst.guards_intact()) << "field_select " << field_select;
-        EXPECT_EQ(src.pixels(), src_before);
+        uyvy_image_t src = make(c.m_ws, c.m_hs, c.m_aligned, 1), dst = make(c.m_wd, c.m_hd, c.m_aligned, 2);
+        src.fill_rows_random(rng);
+        dst.fill_rows_random(rng);
+        const std::vector<uint8_t> src_before = src.rows_bytes();
+        const packed_t expected = model_fit(packed_of(src), packed_of(dst), c, std::min(mode, 2u));
+        vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), c.m_ws, c.m_hs, std::min(mode, 3u), dst.data(), c.m_a,
+                                     c.m_b, dst.pitch(), c.m_wd, c.m_hd, mode < 3 ? 0 : mode - 3, c.m_fit_vertically);
+        const std::vector<uint8_t> got = dst.rows_bytes();
+        for (size_t i = 0; i < got.size() && mode < 3; ++i)
+            ASSERT_EQ(int(got[i]), int(expected.m_bytes[i])) << "row " << i / (2 * c.m_wd) << " byte " << i % (2 * c.m_wd);
+        EXPECT_TRUE(dst.guards_intact());
+        EXPECT_TRUE(src.guards_intact());
+        EXPECT_EQ(src.rows_bytes(), src_before);
     }
 }
 
@@ -160,62 +150,60 @@ const fit_case_t k_fits[] = {
 INSTANTIATE_TEST_SUITE_P(fits, fit_matches_model_t, testing::ValuesIn(k_fits),
                          [](const testing::TestParamInfo<fit_case_t>& p) { return std::string(p.param.m_name); });
 
-TEST(resample_fit, pillarbox_bars_of_1440x1080_in_1080p_end_at_240_and_start_at_1680)
+TEST(resample_fit, worked_examples_of_the_bars)
 {
     std::mt19937 rng(1);
-    test_image_t src(1440, 1080), dst(1920, 1080);
-    src.fill_random(rng);
-    dst.fill(0x33);
-    vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 1440, 1080, 0, dst.data(), 4.0f / 3, 16.0f / 9, dst.row_bytes(), 1920, 1080, 0, 0);
+    // 1440x1080 in 1080p: bars end at 240 and start at 1680; the picture, at equal height, lands
+    // in columns 240..1679 unchanged.
+    uyvy_image_t src(1440, 1080), dst(1920, 1080);
+    src.fill_rows_random(rng);
+    dst.fill_rows_random(rng);
+    vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 1440, 1080, 0, dst.data(), 4.0f / 3, 16.0f / 9,
+                                 dst.pitch(), 1920, 1080, 0, 0);
     for (uint32_t y : {0u, 539u, 1079u}) {
-        for (uint32_t x = 0; x < 1920; ++x) {
-            const bool bar = x < 240 || x >= 1680;
-            if (bar) {
+        for (uint32_t x = 0; x < 1920; ++x)
+            if (x < 240 || x >= 1680) {
                 ASSERT_EQ(dst.row(y)[2 * x], 0x80) << x;
                 ASSERT_EQ(dst.row(y)[2 * x + 1], 0x10) << x;
             }
-        }
-        // Equal sizes: the picture lands in columns 240..1679 unchanged.
         EXPECT_TRUE(std::equal(src.row(y), src.row(y) + 2 * 1440, dst.row(y) + 2 * 240)) << "row " << y;
     }
     EXPECT_TRUE(dst.guards_intact());
-}
 
-TEST(resample_fit, a_left_bar_of_0_paints_no_bar_and_leaves_the_right_strip)
-{
-    // left = even(1 + 0.5) = 0, right = even(20 + 1.5) = 20: column 20 of 21 keeps its bytes.
-    std::mt19937 rng(2);
-    test_image_t src(8, 6), dst(21, 6);
-    src.fill_random(rng);
-    dst.fill(0x33);
-    vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 8, 6, 0, dst.data(), 2.0f - 4.0f / 21, 2.0f, dst.row_bytes(), 21, 6, 0, 0);
+    // left = even(1 + 0.5) = 0, right = even(20 + 1.5) = 20: no bar is painted, and column 20
+    // of 21 keeps its bytes.
+    uyvy_image_t small_src(8, 6), small_dst(21, 6);
+    small_src.fill_rows_random(rng);
+    for (uint32_t y = 0; y < 6; ++y) std::fill(small_dst.row(y), small_dst.row(y) + 42, 0x33);
+    vc::resample_uyvy_aspect_fit(small_src.data(), small_src.pitch(), 8, 6, 0, small_dst.data(), 2.0f - 4.0f / 21,
+                                 2.0f, small_dst.pitch(), 21, 6, 0, 0);
     for (uint32_t y = 0; y < 6; ++y) {
-        EXPECT_EQ(dst.row(y)[40], 0x33);
-        EXPECT_EQ(dst.row(y)[41], 0x33);
-        EXPECT_NE(dst.row(y)[1], 0x33);
+        EXPECT_EQ(small_dst.row(y)[40], 0x33);
+        EXPECT_EQ(small_dst.row(y)[41], 0x33);
+        EXPECT_NE(small_dst.row(y)[1], 0x33);
     }
-    EXPECT_TRUE(dst.guards_intact());
+    EXPECT_TRUE(small_dst.guards_intact());
 }
 
 TEST(resample_fit, degenerate_aspects_and_sizes_stay_inside_the_destination)
 {
     std::mt19937 rng(3);
-    test_image_t src(32, 16);
-    src.fill_random(rng);
+    uyvy_image_t src(32, 16);
+    src.fill_rows_random(rng);
     const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
     const float aspects[][2] = {{0.0f, 1.0f}, {1.0f, 0.0f}, {-2.0f, 1.0f}, {1.0f, -3.0f}, {nan, 1.0f}, {1.0f, nan}, {inf, 1.0f}, {1e-30f, 1e30f}, {1e30f, 1e-30f}};
     for (const auto& ab : aspects)
         for (uint32_t fv = 0; fv < 2; ++fv)
             for (uint32_t mode = 0; mode < 4; ++mode) {
-                test_image_t dst(24, 10, 2 * 24 + 5, 3);
-                vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 32, 16, mode, dst.data(), ab[0], ab[1], dst.row_bytes(), 24, 10, mode % 2, fv);
+                uyvy_image_t dst(24, 10, 2 * 24 + 5, 3);
+                vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 32, 16, mode, dst.data(), ab[0], ab[1], dst.pitch(), 24, 10, mode % 2, fv);
                 ASSERT_TRUE(dst.guards_intact()) << ab[0] << " " << ab[1] << " fv " << fv << " mode " << mode;
             }
     // Empty images write nothing.
-    test_image_t dst(24, 10);
-    vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 0, 16, 0, dst.data(), 1.0f, 2.0f, dst.row_bytes(), 24, 10, 0, 0);
-    vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 32, 16, 0, dst.data(), 1.0f, 2.0f, dst.row_bytes(), 24, 0, 0, 1);
-    vc::resample_uyvy_aspect_fit(src.data(), src.row_bytes(), 32, 0, 3, dst.data(), 1.0f, 2.0f, dst.row_bytes(), 24, 10, 0, 1);
+    uyvy_image_t dst(24, 10);
+    vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 0, 16, 0, dst.data(), 1.0f, 2.0f, dst.pitch(), 24, 10, 0, 0);
+    vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 32, 16, 0, dst.data(), 1.0f, 2.0f, dst.pitch(), 24, 0, 0, 1);
+    vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 32, 0, 3, dst.data(), 1.0f, 2.0f, dst.pitch(), 24, 10, 0, 1);
     EXPECT_TRUE(dst.guards_intact());
 }
 

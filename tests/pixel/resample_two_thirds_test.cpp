@@ -11,11 +11,12 @@
 
 #include "pixel/resample_uyvy.h"
 #include "resample_model.h"
-#include "resample_test_image.h"
+#include "guarded_image.h"
 
 namespace {
 
 using namespace zav_resample_test;
+using zav_test::uyvy_image_t;
 namespace vc = Drivers::Mac::ZAV::VirtualCamera;
 
 constexpr double k_pi = 3.14159265358979323846;
@@ -101,16 +102,16 @@ TEST_P(two_thirds_quality_t, closer_to_the_float_reference_than_bilinear)
 {
     const uint32_t w = 480, h = 270, dw = 320, dh = 180;
     const packed_t src = make_picture(GetParam(), w, h);
-    test_image_t in(w, h), out(dw, dh);
+    uyvy_image_t in(w, h), out(dw, dh);
     std::copy(src.m_bytes.begin(), src.m_bytes.end(), in.data());
-    vc::resample_uyvy(in.data(), in.row_bytes(), w, h, out.data(), out.row_bytes(), dw, dh);
+    vc::resample_uyvy(in.data(), in.pitch(), w, h, out.data(), out.pitch(), dw, dh);
 
     // Bilinear at the same geometry: the general path's arithmetic, through the model.
     packed_t bilinear(dw, dh);
     model::general(src, bilinear, 1.5f, 0.25f, 1.5f, 0.25f, true, true);
 
     const std::vector<double> reference = reference_downscale(src, dw, dh);
-    const double ours = psnr(out.pixels(), reference);
+    const double ours = psnr(out.rows_bytes(), reference);
     const double theirs = psnr(bilinear.m_bytes, reference);
     RecordProperty("psnr_two_thirds", std::to_string(ours));
     RecordProperty("psnr_bilinear", std::to_string(theirs));
