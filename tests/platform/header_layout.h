@@ -6,10 +6,14 @@
 #include <Accelerate/Accelerate.h>
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreMedia/CoreMedia.h>
+#include <CoreVideo/CoreVideo.h>
+/* Apple's CoreMediaIO enumerations hold 0xFFFFFFFF, beyond what ISO C allows an enumerator. */
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"
 #include <CoreMediaIO/CMIOHardware.h>
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
 #include <CoreMediaIO/CMIOSampleBuffer.h>
-#include <CoreVideo/CoreVideo.h>
+#pragma GCC diagnostic pop
 #include <mach/mach_time.h>
 #include <stddef.h>
 
