@@ -36,18 +36,27 @@ void two_thirds_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const row
 
     const int64_t last_row = static_cast<int64_t>(src.m_height) - 1;
     const auto source_row = [&](int64_t r) { return row_of(src, static_cast<size_t>(r < 0 ? 0 : r > last_row ? last_row : r)); };
-    for (uint32_t y = 0; y < dst.m_height; ++y) {
-        const uint32_t phase = y & 1u;
-        const int64_t first = int64_t{y / 2} * 3 - 1 + phase;
-        const uint8_t* const taps[4] = {source_row(first), source_row(first + 1), source_row(first + 2), source_row(first + 3)};
-        uint8_t* const row = buffers[phase];
-        rows.m_p_two_thirds_vertical(taps, phase, row, src_bytes);
-        // Repeat the edge pixels: Cb, Y, Cr, Y of the first and last pair, each pair's own
-        // luma replaced by the outermost one.
+    // Repeats the edge pixels of a filtered row: Cb, Y, Cr, Y of the first and last pair,
+    // each pair's own luma replaced by the outermost one.
+    const auto repeat_edges = [src_bytes](uint8_t* row) {
         row[-4] = row[0], row[-3] = row[1], row[-2] = row[2], row[-1] = row[1];
         const uint32_t e = src_bytes;
         row[e] = row[e - 4], row[e + 1] = row[e - 1], row[e + 2] = row[e - 2], row[e + 3] = row[e - 1];
-        rows.m_p_two_thirds_horizontal(row, src_bytes, out_row(dst, y), dst_bytes);
+    };
+    for (uint32_t y = 0; y < dst.m_height; y += 2) {
+        // Band j = y / 2: source rows 3j - 1 .. 3j + 3 feed destination rows y and y + 1.
+        const int64_t first = int64_t{y / 2} * 3 - 1;
+        const uint8_t* const taps[5] = {source_row(first), source_row(first + 1), source_row(first + 2), source_row(first + 3),
+                                        source_row(first + 4)};
+        if (y + 1 < dst.m_height) {
+            rows.m_p_two_thirds_vertical_pair(taps, buffers[0], buffers[1], src_bytes);
+        } else {
+            rows.m_p_two_thirds_vertical(taps, 0, buffers[0], src_bytes);
+        }
+        for (uint32_t k = 0; k < 2 && y + k < dst.m_height; ++k) {
+            repeat_edges(buffers[k]);
+            rows.m_p_two_thirds_horizontal(buffers[k], src_bytes, out_row(dst, y + k), dst_bytes);
+        }
     }
 }
 

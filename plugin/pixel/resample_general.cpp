@@ -48,6 +48,10 @@ void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_m
     uint8_t* const row_buffer = row_memory.data();
     if (horizontal) std::memset(row_buffer + src_bytes, 0, buffer_bytes - src_bytes);
 
+    // Layout 0 blends each group's span straight from the two source rows, with no row buffer
+    // in between. An odd width needs the buffer: its missing Cr byte must read as zero.
+    const bool fused = horizontal && table.m_layout == 0 && (src.m_width & 1u) == 0;
+
     const int64_t last_row = static_cast<int64_t>(src.m_height) - 1;
     int64_t position = to_fixed_16_16(my.m_offset);
     const int64_t step = to_fixed_16_16(my.m_scale);
@@ -67,10 +71,16 @@ void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_m
         const int64_t r0 = std::clamp<int64_t>(r, 0, last_row);
         const int64_t r1 = std::clamp<int64_t>(r + 1, 0, last_row);
 
+        // Bytes a vector load may read from row r without leaving the image.
+        const auto readable = [&](int64_t row) { return row < last_row ? size_t{src.m_row_bytes} + src_bytes : size_t{src_bytes}; };
         const uint8_t* prepared = src_row(src, r0);
         if (phase >= 3) {
             if (!horizontal) {
                 rows.m_p_blend_to_destination(src_row(src, r0), src_row(src, r1), out, dst_bytes, phase);
+                continue;
+            }
+            if (fused && table.m_read_end <= std::min(readable(r0), readable(r1))) {
+                rows.m_p_blend_horizontal(src_row(src, r0), src_row(src, r1), phase, out, map);
                 continue;
             }
             rows.m_p_blend_to_buffer(src_row(src, r0), src_row(src, r1), row_buffer, src_bytes, phase);
@@ -79,8 +89,7 @@ void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_m
             // In place when every load stays inside this row or the next one. An odd width
             // has half a pixel pair at its end whose missing Cr byte must read as the zeroed
             // slack of the row buffer, not as whatever follows the row.
-            const size_t readable = r0 < last_row ? size_t{src.m_row_bytes} + src_bytes : src_bytes;
-            if (table.m_read_end > readable || (src.m_width & 1u) != 0) {
+            if (table.m_read_end > readable(r0) || (src.m_width & 1u) != 0) {
                 std::memcpy(row_buffer, prepared, src_bytes);
                 prepared = row_buffer;
             }

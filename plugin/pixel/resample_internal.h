@@ -87,6 +87,15 @@ struct row_functions_t {
     // samples. src is a row buffer of src_bytes whose 4 bytes before and after repeat its edge
     // pixels, readable 32 bytes past that.
     void (*m_p_two_thirds_horizontal)(const uint8_t* src, uint32_t src_bytes, uint8_t* dst, uint32_t bytes);
+    // Both destination rows of one band at once: rows are source rows 3j - 1 .. 3j + 3; out0
+    // gets phase 0 of rows[0..3], out1 phase 1 of rows[1..4]. The same bytes as two calls of
+    // m_p_two_thirds_vertical, with the three shared rows loaded once.
+    void (*m_p_two_thirds_vertical_pair)(const uint8_t* const rows[5], uint8_t* out0, uint8_t* out1, uint32_t bytes);
+    // The vertical blend of two source rows and the horizontal pass in one: dst gets the bytes
+    // of m_p_horizontal run on the row m_p_blend_to_buffer(top, bottom, phase) would give,
+    // without that row ever being stored. Only for a table of layout 0; top and bottom may be
+    // read up to table.m_read_end.
+    void (*m_p_blend_horizontal)(const uint8_t* top, const uint8_t* bottom, uint32_t phase, uint8_t* dst, const horizontal_map_t& map);
 };
 
 const row_functions_t& reference_row_functions();

@@ -32,6 +32,17 @@ void horizontal_ref(const uint8_t* src, uint8_t* dst, const horizontal_map_t& ma
     }
 }
 
+void blend_horizontal_ref(const uint8_t* top, const uint8_t* bottom, uint32_t phase, uint8_t* dst, const horizontal_map_t& map)
+{
+    const uint32_t bytes = 2 * map.m_dst_width;
+    for (uint32_t j = 0; j < bytes; ++j) {
+        const tap_t t = horizontal_tap(map, j);
+        const uint32_t a = blend6(top[t.m_first], bottom[t.m_first], phase);
+        const uint32_t b = blend6(top[t.m_second], bottom[t.m_second], phase);
+        dst[j] = blend6(a, b, t.m_phase);
+    }
+}
+
 void halve_ref(const uint8_t* row0, const uint8_t* row1, uint8_t* dst, uint32_t bytes)
 {
     // Destination pair m takes source pairs 2m and 2m + 1: Cb from bytes 8m and 8m + 4,
@@ -50,6 +61,12 @@ void two_thirds_vertical_ref(const uint8_t* const rows[4], uint32_t phase, uint8
 {
     const int8_t(&w)[4] = k_two_thirds_luma[phase];
     for (uint32_t i = 0; i < bytes; ++i) out[i] = filter4(w, rows[0][i], rows[1][i], rows[2][i], rows[3][i]);
+}
+
+void two_thirds_vertical_pair_ref(const uint8_t* const rows[5], uint8_t* out0, uint8_t* out1, uint32_t bytes)
+{
+    two_thirds_vertical_ref(rows, 0, out0, bytes);
+    two_thirds_vertical_ref(rows + 1, 1, out1, bytes);
 }
 
 void two_thirds_horizontal_ref(const uint8_t* src, uint32_t src_bytes, uint8_t* dst, uint32_t bytes)
@@ -80,7 +97,8 @@ void two_thirds_horizontal_ref(const uint8_t* src, uint32_t src_bytes, uint8_t* 
 const row_functions_t& reference_row_functions()
 {
     static const row_functions_t s_rows = {blend_rows_ref, blend_rows_ref, horizontal_ref, halve_ref,
-                                           two_thirds_vertical_ref, two_thirds_horizontal_ref};
+                                           two_thirds_vertical_ref, two_thirds_horizontal_ref,
+                                           two_thirds_vertical_pair_ref, blend_horizontal_ref};
     return s_rows;
 }
 

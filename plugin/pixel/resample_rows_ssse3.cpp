@@ -66,15 +66,20 @@ void blend_rows(const uint8_t* top, const uint8_t* bottom, uint8_t* out, uint32_
     }
 }
 
-// One group of the horizontal pass, layout 0: all taps from one 16-byte span.
-inline __m128i horizontal_group_layout0(const uint8_t* src, const coefficient_group_t& g)
+// One group of the horizontal pass, layout 0, on its 16-byte source span.
+inline __m128i horizontal_span_layout0(__m128i span, const coefficient_group_t& g)
 {
-    const __m128i span = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + g.m_offsets[0]));
     const __m128i* shuffle = reinterpret_cast<const __m128i*>(g.m_shuffle);
     const __m128i* weights = reinterpret_cast<const __m128i*>(g.m_weights);
     const __m128i lo = _mm_maddubs_epi16(_mm_shuffle_epi8(span, _mm_load_si128(shuffle)), _mm_load_si128(weights));
     const __m128i hi = _mm_maddubs_epi16(_mm_shuffle_epi8(span, _mm_load_si128(shuffle + 1)), _mm_load_si128(weights + 1));
     return _mm_packus_epi16(_mm_srli_epi16(lo, 6), _mm_srli_epi16(hi, 6));
+}
+
+// One group of the horizontal pass, layout 0: all taps from one 16-byte span.
+inline __m128i horizontal_group_layout0(const uint8_t* src, const coefficient_group_t& g)
+{
+    return horizontal_span_layout0(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + g.m_offsets[0])), g);
 }
 
 // The 16 bytes of one pixel pair in layout 1: chroma window, then the two luma windows.
@@ -103,13 +108,16 @@ inline __m128i horizontal_group_layout1(const uint8_t* src, const coefficient_gr
 template <bool store_aligned, typename group_fn>
 inline void horizontal_groups(const uint8_t* src, uint8_t* dst, const horizontal_map_t& map, group_fn group)
 {
-    const coefficient_table_t& table = *map.m_p_table;
+    // The group pointer is kept in a local: stores through dst could otherwise alias the
+    // table's member and force a reload on every group.
+    const coefficient_group_t* const groups = map.m_p_table->m_p_groups;
+    const uint32_t group_count = map.m_p_table->m_group_count;
     const uint32_t bytes = 2 * map.m_dst_width;
     const uint32_t full = bytes / 16;
-    for (uint32_t gi = 0; gi < full; ++gi) store<store_aligned>(dst + 16 * gi, group(src, table.m_p_groups[gi]));
-    if (full < table.m_group_count) {
+    for (uint32_t gi = 0; gi < full; ++gi) store<store_aligned>(dst + 16 * gi, group(src, groups[gi]));
+    if (full < group_count) {
         alignas(16) uint8_t tail[16];
-        _mm_store_si128(reinterpret_cast<__m128i*>(tail), group(src, table.m_p_groups[full]));
+        _mm_store_si128(reinterpret_cast<__m128i*>(tail), group(src, groups[full]));
         std::memcpy(dst + 16 * full, tail, bytes - 16 * full);
     }
 }
@@ -121,6 +129,20 @@ void horizontal(const uint8_t* src, uint8_t* dst, const horizontal_map_t& map)
         horizontal_groups<store_aligned>(src, dst, map, horizontal_group_layout0);
     else
         horizontal_groups<store_aligned>(src, dst, map, horizontal_group_layout1);
+}
+
+// Blend and horizontal pass fused, layout 0: each group blends only its own 16-byte span of
+// the two rows. The blend is per byte, so the span equals that of the blended row.
+template <bool store_aligned>
+void blend_horizontal(const uint8_t* top, const uint8_t* bottom, uint32_t phase, uint8_t* dst, const horizontal_map_t& map)
+{
+    const __m128i w = _mm_set1_epi16(static_cast<int16_t>((phase << 8) | (64 - phase)));
+    horizontal_groups<store_aligned>(top, dst, map, [bottom, w](const uint8_t* row, const coefficient_group_t& g) {
+        const uint32_t offset = g.m_offsets[0];
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + offset));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bottom + offset));
+        return horizontal_span_layout0(blend16(a, b, w), g);
+    });
 }
 
 template <bool load_aligned>
@@ -186,6 +208,44 @@ void two_thirds_vertical(const uint8_t* const rows[4], uint32_t phase, uint8_t* 
     }
 }
 
+// Both rows of a band. Row 0 is 13a + 75b + 48c - 8d, row 1 is -8b + 48c + 75d + 13e: the
+// pairs are taken as (a, d) + (b, c) and (b, c) + (d, e), so that the interleave of b and c
+// serves both rows. No multiply-add saturates (each pair sum lies within -2040..31365); the
+// saturating add can only clip sums above 32767, whose result is 255 either way.
+template <bool load_aligned>
+void two_thirds_vertical_pair(const uint8_t* const rows[5], uint8_t* out0, uint8_t* out1, uint32_t bytes)
+{
+    if (bytes < 16) {
+        reference_row_functions().m_p_two_thirds_vertical_pair(rows, out0, out1, bytes);
+        return;
+    }
+    const uint8_t* const ra = rows[0];
+    const uint8_t* const rb = rows[1];
+    const uint8_t* const rc = rows[2];
+    const uint8_t* const rd = rows[3];
+    const uint8_t* const re = rows[4];
+    const __m128i w_ad = weight_pair(k_two_thirds_luma[0][0], k_two_thirds_luma[0][3]);
+    const __m128i w_bc0 = weight_pair(k_two_thirds_luma[0][1], k_two_thirds_luma[0][2]);
+    const __m128i w_bc1 = weight_pair(k_two_thirds_luma[1][0], k_two_thirds_luma[1][1]);
+    const __m128i w_de = weight_pair(k_two_thirds_luma[1][2], k_two_thirds_luma[1][3]);
+    const auto at = [&](uint32_t i, auto aligned, auto store_fn) {
+        constexpr bool al = decltype(aligned)::value;
+        const __m128i a = load<al>(ra + i), b = load<al>(rb + i), c = load<al>(rc + i), d = load<al>(rd + i), e = load<al>(re + i);
+        const __m128i bc_lo = _mm_unpacklo_epi8(b, c), bc_hi = _mm_unpackhi_epi8(b, c);
+        const __m128i lo0 = filter4_lanes(_mm_unpacklo_epi8(a, d), bc_lo, w_ad, w_bc0);
+        const __m128i hi0 = filter4_lanes(_mm_unpackhi_epi8(a, d), bc_hi, w_ad, w_bc0);
+        store_fn(out0 + i, _mm_packus_epi16(lo0, hi0));
+        const __m128i lo1 = filter4_lanes(bc_lo, _mm_unpacklo_epi8(d, e), w_bc1, w_de);
+        const __m128i hi1 = filter4_lanes(bc_hi, _mm_unpackhi_epi8(d, e), w_bc1, w_de);
+        store_fn(out1 + i, _mm_packus_epi16(lo1, hi1));
+    };
+    const auto store_aligned = [](uint8_t* p, __m128i v) { _mm_store_si128(reinterpret_cast<__m128i*>(p), v); };
+    const auto store_unaligned = [](uint8_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); };
+    uint32_t i = 0;
+    for (; i + 16 <= bytes; i += 16) at(i, std::bool_constant<load_aligned>{}, store_aligned);
+    if (i < bytes) at(bytes - 16, std::false_type{}, store_unaligned);
+}
+
 // 8 destination bytes of one 12-byte source block at src. The first two taps of every byte
 // come from the 16 bytes that start 4 bytes before the block, the last two from the 16 bytes
 // at the block: Cb'0, Y'0, Cr'0, Y'1, Cb'1, Y'2, Cr'1, Y'3.
@@ -204,12 +264,10 @@ template <bool store_aligned>
 void two_thirds_horizontal(const uint8_t* src, uint32_t src_bytes, uint8_t* dst, uint32_t bytes)
 {
     uint32_t i = 0;
-    for (; i + 16 <= bytes; i += 16) {
-        const uint8_t* block = src + i + i / 2;
+    const uint8_t* block = src;
+    for (; i + 16 <= bytes; i += 16, block += 24)
         store<store_aligned>(dst + i, _mm_packus_epi16(two_thirds_block(block), two_thirds_block(block + 12)));
-    }
     if (i < bytes) {
-        const uint8_t* block = src + i + i / 2;
         alignas(16) uint8_t tail[16];
         _mm_store_si128(reinterpret_cast<__m128i*>(tail), _mm_packus_epi16(two_thirds_block(block), two_thirds_block(block + 12)));
         std::memcpy(dst + i, tail, bytes - i);
@@ -219,7 +277,8 @@ void two_thirds_horizontal(const uint8_t* src, uint32_t src_bytes, uint8_t* dst,
 template <bool src_aligned, bool dst_aligned>
 const row_functions_t s_rows = {blend_rows<src_aligned, true>,  blend_rows<src_aligned, dst_aligned>,
                                 horizontal<dst_aligned>,        halve<src_aligned, dst_aligned>,
-                                two_thirds_vertical<src_aligned>, two_thirds_horizontal<dst_aligned>};
+                                two_thirds_vertical<src_aligned>, two_thirds_horizontal<dst_aligned>,
+                                two_thirds_vertical_pair<src_aligned>, blend_horizontal<dst_aligned>};
 
 }  // namespace
 
