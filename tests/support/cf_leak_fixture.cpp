@@ -21,20 +21,18 @@ void cf_leak_fixture_t::SetUp()
 void cf_leak_fixture_t::TearDown()
 {
     probe::clear_failures();
-    const std::size_t live = probe::live_object_count();
-    if (live != m_live_at_start) {
-        std::ostringstream types;
-        for (const auto& [name, count] : probe::live_objects_by_type())
-            types << ' ' << name << '=' << count;
-        ADD_FAILURE() << "Core Foundation objects alive after the test: " << live << " (at start "
-                      << m_live_at_start << "); by type:" << types.str();
-    }
+    if (objects_created_since_start() == 0)
+        return;
+    std::ostringstream types;
+    for (const auto& [name, count] : probe::live_objects_by_type())
+        types << ' ' << name << '=' << count;
+    ADD_FAILURE() << "Core Foundation objects alive after the test: " << probe::live_object_count() << " (at start "
+                  << m_live_at_start << "); by type:" << types.str();
 }
 
 std::ptrdiff_t cf_leak_fixture_t::objects_created_since_start() const
 {
-    return static_cast<std::ptrdiff_t>(probe::live_object_count()) -
-           static_cast<std::ptrdiff_t>(m_live_at_start);
+    return std::ptrdiff_t(probe::live_object_count()) - std::ptrdiff_t(m_live_at_start);
 }
 
 }  // namespace zav_test

@@ -10,16 +10,12 @@ namespace zav_test {
 
 struct log_line_t {
     int priority;
-    // The whole formatted line, prefix and newline included.
-    std::string text;
+    std::string text;  // the whole line, prefix and newline included
 };
 
-// Every line since the last clear_log, in the order written.
-std::vector<log_line_t> log_lines();
-// The message part of every line: the text after the "[token pid : thread] " prefix, without
-// the newline that ends the line. A line without that shape is returned whole.
+std::vector<log_line_t> log_lines();  // since the last clear_log, in the order written
+// Each line without its "[token pid : thread] " prefix and final newline (whole if not so shaped).
 std::vector<std::string> log_messages();
-// How many lines carry exactly `message`.
 std::size_t count_messages(const std::string& message);
 void clear_log();
 
