@@ -134,11 +134,6 @@ TEST(bgra_to_uyvy_schedules, fast_equals_row_by_row_on_cleared_scratch)
             }
 }
 
-TEST(bgra_to_uyvy_schedules, fast_equals_row_by_row_at_1080p)
-{
-    for (uint32_t matrix : {709u, 601u}) schedules_t(1920, 1080, 0, matrix).compare(matrix, 0);
-}
-
 // Whatever the uncleared slots hold, including values whose truncation leaves the 32-bit range,
 // NaN and infinities, both schedules pass the same error along in the same order.
 TEST(bgra_to_uyvy_schedules, fast_equals_row_by_row_on_any_scratch_contents)

@@ -92,19 +92,6 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
     return out;
 }
 
-uyvy_image_t make(uint32_t w, uint32_t h, bool aligned, uint32_t salt)
-{
-    return aligned ? uyvy_image_t(w, h, (2 * w + 15) / 16 * 16, 0)
-                   : uyvy_image_t(w, h, 2 * w + 3 + 2 * (salt % 3), 1 + salt % 7);
-}
-
-packed_t packed_of(const uyvy_image_t& img)
-{
-    packed_t p(img.width(), img.height());
-    p.m_bytes = img.rows_bytes();
-    return p;
-}
-
 class fit_matches_model_t : public testing::TestWithParam<fit_case_t> {};
 
 // Modes 0, 1 and 2 byte for byte; the field modes (3) only confined to the destination.
@@ -114,7 +101,7 @@ TEST_P(fit_matches_model_t, modes_0_1_2_byte_for_byte_and_field_modes_inside)
     for (uint32_t mode = 0; mode < 7; ++mode) {
         SCOPED_TRACE(mode);
         std::mt19937 rng(c.m_ws + 3 * c.m_wd + mode);
-        uyvy_image_t src = make(c.m_ws, c.m_hs, c.m_aligned, 1), dst = make(c.m_wd, c.m_hd, c.m_aligned, 2);
+        uyvy_image_t src = make_image(c.m_ws, c.m_hs, c.m_aligned, 1), dst = make_image(c.m_wd, c.m_hd, c.m_aligned, 2);
         src.fill_rows_random(rng);
         dst.fill_rows_random(rng);
         const std::vector<uint8_t> src_before = src.rows_bytes();

@@ -29,21 +29,6 @@ struct kernel_case_t {
     float m_offsets[2] = {0, 0};
 };
 
-// Aligned images: 16-byte start and row bytes a multiple of 16 (with a spare group on some);
-// unaligned ones: odd start and odd row padding.
-uyvy_image_t make_image(uint32_t w, uint32_t h, bool aligned, uint32_t salt)
-{
-    if (aligned) return uyvy_image_t(w, h, (2 * w + 15) / 16 * 16 + 16 * (salt % 2), 0);
-    return uyvy_image_t(w, h, 2 * w + 1 + 2 * (salt % 3), 3 + 2 * (salt % 4));
-}
-
-packed_t packed_copy(const uyvy_image_t& img)
-{
-    packed_t p(img.width(), img.height());
-    p.m_bytes = img.rows_bytes();
-    return p;
-}
-
 class kernel_matches_model_t : public testing::TestWithParam<kernel_case_t> {};
 
 TEST_P(kernel_matches_model_t, every_byte_and_no_write_outside_the_rows)
@@ -59,10 +44,10 @@ TEST_P(kernel_matches_model_t, every_byte_and_no_write_outside_the_rows)
     packed_t expected(s.m_wd, s.m_hd);
     if (c.m_explicit) {
         vc::resample_uyvy_kernel(src.plane(), dst.plane(), c.m_scales, c.m_offsets);
-        model_kernel(packed_copy(src), expected, c.m_scales, c.m_offsets);
+        model_kernel(packed_of(src), expected, c.m_scales, c.m_offsets);
     } else {
         vc::resample_uyvy(src.data(), src.pitch(), s.m_ws, s.m_hs, dst.data(), dst.pitch(), s.m_wd, s.m_hd);
-        model_kernel(packed_copy(src), expected);
+        model_kernel(packed_of(src), expected);
     }
     const std::vector<uint8_t> got = dst.rows_bytes();
     ASSERT_EQ(got.size(), expected.m_bytes.size());

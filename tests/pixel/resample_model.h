@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "guarded_image.h"
+
 namespace zav_resample_test {
 
 struct packed_t {
@@ -20,6 +22,22 @@ struct packed_t {
     uint8_t* row(uint32_t y) { return m_bytes.data() + size_t{y} * 2 * m_width; }
     const uint8_t* row(uint32_t y) const { return m_bytes.data() + size_t{y} * 2 * m_width; }
 };
+
+// Aligned pictures: 16-byte start, row bytes a multiple of 16 (a spare group on odd salts);
+// unaligned ones: odd start and odd row padding.
+inline zav_test::uyvy_image_t make_image(uint32_t w, uint32_t h, bool aligned, uint32_t salt)
+{
+    if (aligned) return zav_test::uyvy_image_t(w, h, (2 * w + 15) / 16 * 16 + 16 * (salt % 2), 0);
+    return zav_test::uyvy_image_t(w, h, 2 * w + 1 + 2 * (salt % 3), 3 + 2 * (salt % 4));
+}
+
+// The rows of a guarded picture, packed for the model.
+inline packed_t packed_of(const zav_test::uyvy_image_t& img)
+{
+    packed_t p(img.width(), img.height());
+    p.m_bytes = img.rows_bytes();
+    return p;
+}
 
 namespace model {
 
