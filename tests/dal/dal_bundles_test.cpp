@@ -22,10 +22,9 @@ std::string info_plist(const std::string& executable, const std::string& functio
     std::ostringstream text;
     text << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n";
     if (!executable.empty()) text << "<key>CFBundleExecutable</key><string>" << executable << "</string>\n";
-    if (!function.empty()) {
+    if (!function.empty())
         text << "<key>CFPlugInFactories</key><dict><key>" << k_factory << "</key><string>" << function
              << "</string></dict>\n";
-    }
     text << "<key>CFPlugInTypes</key><dict><key>" << type << "</key><array><string>" << k_factory
          << "</string></array></dict>\n</dict>\n</plist>\n";
     return text.str();
@@ -73,9 +72,8 @@ protected:
     static std::vector<std::string> lines_about(const std::string& log, const std::string& bundle) {
         std::vector<std::string> lines;
         std::istringstream in(log);
-        for (std::string line; std::getline(in, line);) {
+        for (std::string line; std::getline(in, line);)
             if (line.find("/" + bundle + ".plugin") != std::string::npos) lines.push_back(line);
-        }
         return lines;
     }
 
@@ -84,26 +82,15 @@ protected:
 
 TEST_F(dal_bundles_t, broken_bundles_are_skipped_with_one_line_each_and_the_working_one_loads) {
     use_plugin_folders(s_folder);
-    std::string log;
     CMIOObjectID camera = kCMIOObjectUnknown;
-    {
-        stderr_capture_t capture;
-        camera = find_test_camera();
-        log = capture.text();
-    }
+    const std::string log = capture_stderr([&] { camera = find_test_camera(); });
     EXPECT_NE(camera, kCMIOObjectUnknown) << log;
-
-    const std::vector<std::pair<std::string, std::string>> expected = {
-        {"NoExecutableKey", "CFBundleExecutable"},
-        {"NoFactories", "CFPlugInFactories"},
-        {"OtherType", "CFPlugInTypes"},
-        {"MissingExecutable", "is missing"},
-        {"MissingFactory", "NoSuchFactory not found"},
-        {"NullFactory", "returned no plug-in"},
-        {"RefusesInterface", "refused"},
-        {"FailsToInitialize", "failed to initialise"},
-        {"GarbagePlist", "not a property list"},
-        {"NoPlist", "Info.plist is missing"},
+    const std::pair<const char*, const char*> expected[] = {
+        {"NoExecutableKey", "CFBundleExecutable"},   {"NoFactories", "CFPlugInFactories"},
+        {"OtherType", "CFPlugInTypes"},              {"MissingExecutable", "is missing"},
+        {"MissingFactory", "NoSuchFactory not found"}, {"NullFactory", "returned no plug-in"},
+        {"RefusesInterface", "refused"},             {"FailsToInitialize", "failed to initialise"},
+        {"GarbagePlist", "not a property list"},     {"NoPlist", "Info.plist is missing"},
         {"NotALibrary", "cannot load executable"},
     };
     for (const auto& [bundle, reason] : expected) {
@@ -124,41 +111,33 @@ TEST_F(dal_bundles_t, search_path_ignores_empty_and_missing_folders) {
     EXPECT_NE(find_test_camera(), kCMIOObjectUnknown);
     use_plugin_folders("");
     EXPECT_EQ(find_test_camera(), kCMIOObjectUnknown);
-    // The system object still answers.
     EXPECT_EQ(read<CMIOClassID>(kCMIOObjectSystemObject, kCMIOObjectPropertyClass),
-              CMIOClassID(kCMIOSystemObjectClassID));
+              CMIOClassID(kCMIOSystemObjectClassID));  // the system object still answers
 }
 
 TEST(dal_platform_failures, a_plugin_that_cannot_create_its_objects_is_skipped) {
     auto plugin_objects = [] {
         return read_ids(kCMIOObjectSystemObject, kCMIOObjectPropertyOwnedObjects, kCMIOObjectPropertyScopeGlobal,
-                        {kCMIOPlugInClassID})
-            .size();
+                        {kCMIOPlugInClassID}).size();
     };
-    // Plug-ins installed in the system folder, if any.
     use_plugin_folders("");
-    const std::size_t installed = plugin_objects();
+    const std::size_t installed = plugin_objects();  // plug-ins in the system folder, if any
     zav_platform::probe::unload_plug_ins();
     zav_platform::probe::set_failure(zav_platform::probe::failing_call_t::object_create, kCMIOHardwareUnspecifiedError);
     use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
-    std::string log;
     CMIOObjectID camera = kCMIOObjectUnknown;
-    {
-        stderr_capture_t capture;
-        camera = find_test_camera();
-        log = capture.text();
-    }
+    const std::string log = capture_stderr([&] { camera = find_test_camera(); });
     zav_platform::probe::clear_failures();
     EXPECT_EQ(camera, kCMIOObjectUnknown);
     EXPECT_NE(log.find("TestCamera.plugin: the plug-in failed to initialise"), std::string::npos) << log;
-    // Its plug-in object went away with it.
-    EXPECT_LE(plugin_objects(), installed);
-    // Once the platform works again, so does the plug-in.
+    EXPECT_LE(plugin_objects(), installed);  // its plug-in object went away with it
     use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
-    EXPECT_NE(find_test_camera(), kCMIOObjectUnknown);
+    EXPECT_NE(find_test_camera(), kCMIOObjectUnknown);  // once the platform works again, so does the plug-in
 }
 
-TEST(dal_exit, plugins_are_torn_down_and_released_when_the_process_exits) {
+// Both ways a process lets go of its plug-ins: exiting, and the DAL system unloading them.
+TEST(dal_exit, plugins_are_torn_down_and_released_at_exit_and_on_unload) {
+    const char* const k_released = "TestCamera: last reference released after teardown";
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
@@ -166,20 +145,12 @@ TEST(dal_exit, plugins_are_torn_down_and_released_when_the_process_exits) {
             if (find_test_camera() == kCMIOObjectUnknown) std::_Exit(3);
             std::exit(0);
         },
-        ::testing::ExitedWithCode(0), "TestCamera: last reference released after teardown");
-}
-
-TEST(dal_exit, unloading_tears_down_and_releases_every_plugin) {
+        ::testing::ExitedWithCode(0), k_released);
     use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
     const CMIOObjectID camera = find_test_camera();
     ASSERT_NE(camera, kCMIOObjectUnknown);
-    std::string log;
-    {
-        stderr_capture_t capture;
-        zav_platform::probe::unload_plug_ins();
-        log = capture.text();
-    }
-    EXPECT_NE(log.find("TestCamera: last reference released after teardown"), std::string::npos) << log;
+    const std::string log = capture_stderr([] { zav_platform::probe::unload_plug_ins(); });
+    EXPECT_NE(log.find(k_released), std::string::npos) << log;
     // Its objects are gone with it.
     UInt32 size = 0;
     const CMIOObjectPropertyAddress name = address(kCMIOObjectPropertyName);

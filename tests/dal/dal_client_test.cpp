@@ -41,14 +41,15 @@ TEST_F(dal_client_t, system_object_lists_the_camera_and_owned_objects_by_class) 
     const CMIOObjectID default_input = read<CMIOObjectID>(kCMIOObjectSystemObject, kCMIOHardwarePropertyDefaultInputDevice);
     EXPECT_NE(std::find(devices.begin(), devices.end(), default_input), devices.end());
     EXPECT_EQ(read<UInt32>(kCMIOObjectSystemObject, kCMIOHardwarePropertyIsInitingOrExiting), 0u);
-    std::vector<CMIOObjectID> plugins = read_ids(kCMIOObjectSystemObject, kCMIOObjectPropertyOwnedObjects,
-                                                 kCMIOObjectPropertyScopeGlobal, {kCMIOPlugInClassID});
+    auto owned = [](CMIOClassID class_id) {
+        return read_ids(kCMIOObjectSystemObject, kCMIOObjectPropertyOwnedObjects, kCMIOObjectPropertyScopeGlobal,
+                        {class_id});
+    };
+    std::vector<CMIOObjectID> plugins = owned(kCMIOPlugInClassID), owned_devices = owned(kCMIODeviceClassID);
     ASSERT_FALSE(plugins.empty());
     // The plug-in object's own answer, routed to the plug-in that owns it.
     for (CMIOObjectID plugin : plugins)
         EXPECT_EQ(read<CMIOClassID>(plugin, kCMIOObjectPropertyClass), CMIOClassID(kCMIOPlugInClassID));
-    std::vector<CMIOObjectID> owned_devices = read_ids(kCMIOObjectSystemObject, kCMIOObjectPropertyOwnedObjects,
-                                                       kCMIOObjectPropertyScopeGlobal, {kCMIODeviceClassID});
     EXPECT_NE(std::find(owned_devices.begin(), owned_devices.end(), m_device), owned_devices.end());
     EXPECT_EQ(std::find(owned_devices.begin(), owned_devices.end(), plugins[0]), owned_devices.end());
     EXPECT_EQ(read_ids(kCMIOObjectSystemObject, kCMIOObjectPropertyOwnedObjects).size(),
@@ -59,17 +60,14 @@ TEST_F(dal_client_t, system_object_lists_the_camera_and_owned_objects_by_class) 
     EXPECT_EQ(read<CMIOObjectID>(m_stream, kCMIOObjectPropertyOwner), m_device);
     EXPECT_EQ(read<CMIOClassID>(m_stream, kCMIOObjectPropertyClass), CMIOClassID(kCMIOStreamClassID));
     EXPECT_TRUE(read_ids(m_device, kCMIODevicePropertyStreams, kCMIODevicePropertyScopeOutput).empty());
-}
-
-TEST_F(dal_client_t, list_reads_are_cut_to_the_buffer_given) {
-    const CMIOObjectPropertyAddress devices = address(kCMIOHardwarePropertyDevices);
+    // List reads are cut to the buffer given.
+    const CMIOObjectPropertyAddress list = address(kCMIOHardwarePropertyDevices);
     UInt32 used = 99;
-    EXPECT_EQ(CMIOObjectGetPropertyData(kCMIOObjectSystemObject, &devices, 0, nullptr, 0, &used, nullptr), noErr);
+    EXPECT_EQ(CMIOObjectGetPropertyData(kCMIOObjectSystemObject, &list, 0, nullptr, 0, &used, nullptr), noErr);
     EXPECT_EQ(used, 0u);
     CMIOObjectID one[2] = {kCMIOObjectUnknown, 0xDEADBEEF};
-    EXPECT_EQ(CMIOObjectGetPropertyData(kCMIOObjectSystemObject, &devices, 0, nullptr, sizeof(CMIOObjectID) + 3,
-                                        &used, one),
-              noErr);
+    EXPECT_EQ(CMIOObjectGetPropertyData(kCMIOObjectSystemObject, &list, 0, nullptr, sizeof(CMIOObjectID) + 3, &used,
+                                        one), noErr);
     EXPECT_EQ(used, sizeof(CMIOObjectID));
     EXPECT_NE(one[0], kCMIOObjectUnknown);
     EXPECT_EQ(one[1], 0xDEADBEEFu) << "wrote past the ids that fit";
@@ -79,8 +77,7 @@ TEST_F(dal_client_t, list_reads_are_cut_to_the_buffer_given) {
 
 TEST_F(dal_client_t, unknown_objects_wrong_classes_and_null_arguments_are_refused) {
     const CMIOObjectPropertyAddress name = address(kCMIOObjectPropertyName);
-    UInt32 size = 0;
-    UInt32 used = 0;
+    UInt32 size = 0, used = 0;
     CFStringRef value = nullptr;
     Boolean settable = false;
     EXPECT_FALSE(CMIOObjectHasProperty(k_unknown_id, &name));
@@ -172,42 +169,6 @@ TEST_F(dal_client_t, device_and_deck_commands_reach_the_plugin_or_report_unsuppo
 
 // ---- The system object's settings ----------------------------------------------------------------
 
-TEST_F(dal_client_t, system_settings_are_settable_checked_and_global_only) {
-    const CMIOObjectPropertyAddress allow = address(kCMIOHardwarePropertyAllowScreenCaptureDevices);
-    const CMIOObjectPropertyAddress devices = address(kCMIOHardwarePropertyDevices);
-    Boolean settable = false;
-    EXPECT_EQ(CMIOObjectIsPropertySettable(kCMIOObjectSystemObject, &allow, &settable), noErr);
-    EXPECT_TRUE(settable);
-    EXPECT_EQ(CMIOObjectIsPropertySettable(kCMIOObjectSystemObject, &devices, &settable), noErr);
-    EXPECT_FALSE(settable);
-    EXPECT_EQ(read<UInt32>(kCMIOObjectSystemObject, kCMIOHardwarePropertyAllowScreenCaptureDevices), 1u);
-    EXPECT_EQ(read<UInt32>(kCMIOObjectSystemObject, kCMIOHardwarePropertyAllowWirelessScreenCaptureDevices), 0u);
-
-    UInt32 off = 0;
-    ASSERT_EQ(CMIOObjectSetPropertyData(kCMIOObjectSystemObject, &allow, 0, nullptr, sizeof off, &off), noErr);
-    EXPECT_EQ(read<UInt32>(kCMIOObjectSystemObject, kCMIOHardwarePropertyAllowScreenCaptureDevices), 0u);
-    UInt16 short_value = 1;
-    EXPECT_EQ(CMIOObjectSetPropertyData(kCMIOObjectSystemObject, &allow, 0, nullptr, sizeof short_value, &short_value),
-              kCMIOHardwareBadPropertySizeError);
-    CMIOObjectID fake = m_device;
-    EXPECT_EQ(CMIOObjectSetPropertyData(kCMIOObjectSystemObject, &devices, 0, nullptr, sizeof fake, &fake),
-              kCMIOHardwareIllegalOperationError);
-    UInt16 small = 0;
-    UInt32 used = 0;
-    EXPECT_EQ(CMIOObjectGetPropertyData(kCMIOObjectSystemObject, &allow, 0, nullptr, sizeof small, &used, &small),
-              kCMIOHardwareBadPropertySizeError);
-    // Only global, main-element addresses exist on the system object.
-    const CMIOObjectPropertyAddress output = address(kCMIOHardwarePropertyDevices, kCMIODevicePropertyScopeOutput);
-    const CMIOObjectPropertyAddress element = address(kCMIOHardwarePropertyDevices, kCMIOObjectPropertyScopeGlobal, 3);
-    const CMIOObjectPropertyAddress unknown = address(0x7A7A7A7A);
-    EXPECT_TRUE(CMIOObjectHasProperty(kCMIOObjectSystemObject, &devices));
-    EXPECT_FALSE(CMIOObjectHasProperty(kCMIOObjectSystemObject, &output));
-    EXPECT_FALSE(CMIOObjectHasProperty(kCMIOObjectSystemObject, &element));
-    UInt32 size = 0;
-    EXPECT_EQ(CMIOObjectGetPropertyDataSize(kCMIOObjectSystemObject, &unknown, 0, nullptr, &size),
-              kCMIOHardwareUnknownPropertyError);
-}
-
 // ---- Listeners -----------------------------------------------------------------------------------
 
 struct recorder_t {
@@ -223,9 +184,8 @@ struct recorder_t {
     }
     std::size_t count_of(CMIOObjectID object, CMIOObjectPropertySelector selector) {
         std::lock_guard<std::mutex> lock(mutex);
-        return static_cast<std::size_t>(std::count_if(calls.begin(), calls.end(), [&](const auto& call) {
-            return call.first == object && call.second.mSelector == selector;
-        }));
+        return std::size_t(std::count_if(calls.begin(), calls.end(),
+                                         [&](const auto& c) { return c.first == object && c.second.mSelector == selector; }));
     }
     std::size_t size() {
         std::lock_guard<std::mutex> lock(mutex);
@@ -233,36 +193,56 @@ struct recorder_t {
     }
 };
 
-TEST_F(dal_client_t, plugin_change_notices_reach_listeners_until_removed) {
+// System settings: which are settable, size checks, global-only addresses, and listeners that hear
+// real changes only.
+TEST_F(dal_client_t, system_settings_are_checked_global_only_and_heard_when_changed) {
+    const CMIOObjectPropertyAddress allow = address(kCMIOHardwarePropertyAllowScreenCaptureDevices);
+    const CMIOObjectPropertyAddress devices = address(kCMIOHardwarePropertyDevices);
+    Boolean settable = false;
+    EXPECT_EQ(CMIOObjectIsPropertySettable(kCMIOObjectSystemObject, &allow, &settable), noErr);
+    EXPECT_TRUE(settable);
+    EXPECT_EQ(CMIOObjectIsPropertySettable(kCMIOObjectSystemObject, &devices, &settable), noErr);
+    EXPECT_FALSE(settable);
+    EXPECT_EQ(read<UInt32>(kCMIOObjectSystemObject, kCMIOHardwarePropertyAllowScreenCaptureDevices), 1u);
+    EXPECT_EQ(read<UInt32>(kCMIOObjectSystemObject, kCMIOHardwarePropertyAllowWirelessScreenCaptureDevices), 0u);
     recorder_t recorder;
-    const CMIOObjectPropertyAddress rate = address(kCMIOStreamPropertyFrameRate);
-    ASSERT_EQ(CMIOObjectAddPropertyListener(m_stream, &rate, recorder_t::listener, &recorder), noErr);
-    // A second registration of the same listener is one registration.
-    ASSERT_EQ(CMIOObjectAddPropertyListener(m_stream, &rate, recorder_t::listener, &recorder), noErr);
-    Float64 fifteen = 15.0;
-    ASSERT_EQ(CMIOObjectSetPropertyData(m_stream, &rate, 0, nullptr, sizeof fifteen, &fifteen), noErr);
-    EXPECT_EQ(recorder.count_of(m_stream, kCMIOStreamPropertyFrameRate), 1u);
-
-    ASSERT_EQ(CMIOObjectRemovePropertyListener(m_stream, &rate, recorder_t::listener, &recorder), noErr);
-    Float64 thirty = 30.0;
-    ASSERT_EQ(CMIOObjectSetPropertyData(m_stream, &rate, 0, nullptr, sizeof thirty, &thirty), noErr);
-    EXPECT_EQ(recorder.size(), 1u);
-    EXPECT_EQ(CMIOObjectRemovePropertyListener(m_stream, &rate, recorder_t::listener, &recorder),
+    ASSERT_EQ(CMIOObjectAddPropertyListener(kCMIOObjectSystemObject, &allow, recorder_t::listener, &recorder), noErr);
+    UInt32 off = 0;
+    ASSERT_EQ(CMIOObjectSetPropertyData(kCMIOObjectSystemObject, &allow, 0, nullptr, sizeof off, &off), noErr);
+    ASSERT_EQ(CMIOObjectSetPropertyData(kCMIOObjectSystemObject, &allow, 0, nullptr, sizeof off, &off), noErr);
+    EXPECT_EQ(read<UInt32>(kCMIOObjectSystemObject, kCMIOHardwarePropertyAllowScreenCaptureDevices), 0u);
+    EXPECT_EQ(recorder.count_of(kCMIOObjectSystemObject, kCMIOHardwarePropertyAllowScreenCaptureDevices), 1u)
+        << "setting the same value again is no change";
+    CMIOObjectRemovePropertyListener(kCMIOObjectSystemObject, &allow, recorder_t::listener, &recorder);
+    UInt16 small = 1;
+    UInt32 used = 0, size = 0;
+    EXPECT_EQ(CMIOObjectSetPropertyData(kCMIOObjectSystemObject, &allow, 0, nullptr, sizeof small, &small),
+              kCMIOHardwareBadPropertySizeError);
+    EXPECT_EQ(CMIOObjectGetPropertyData(kCMIOObjectSystemObject, &allow, 0, nullptr, sizeof small, &used, &small),
+              kCMIOHardwareBadPropertySizeError);
+    CMIOObjectID fake = m_device;
+    EXPECT_EQ(CMIOObjectSetPropertyData(kCMIOObjectSystemObject, &devices, 0, nullptr, sizeof fake, &fake),
               kCMIOHardwareIllegalOperationError);
-    // Listeners need a known object, an address and a procedure.
-    EXPECT_EQ(CMIOObjectAddPropertyListener(k_unknown_id, &rate, recorder_t::listener, &recorder),
-              kCMIOHardwareBadObjectError);
-    EXPECT_EQ(CMIOObjectAddPropertyListener(m_device, &rate, nullptr, &recorder), kCMIOHardwareIllegalOperationError);
-    EXPECT_EQ(CMIOObjectAddPropertyListener(m_device, nullptr, recorder_t::listener, &recorder),
-              kCMIOHardwareIllegalOperationError);
+    // Only global, main-element addresses exist on the system object.
+    const CMIOObjectPropertyAddress output = address(kCMIOHardwarePropertyDevices, kCMIODevicePropertyScopeOutput);
+    const CMIOObjectPropertyAddress element = address(kCMIOHardwarePropertyDevices, kCMIOObjectPropertyScopeGlobal, 3);
+    const CMIOObjectPropertyAddress unknown = address(0x7A7A7A7A);
+    EXPECT_TRUE(CMIOObjectHasProperty(kCMIOObjectSystemObject, &devices));
+    EXPECT_FALSE(CMIOObjectHasProperty(kCMIOObjectSystemObject, &output));
+    EXPECT_FALSE(CMIOObjectHasProperty(kCMIOObjectSystemObject, &element));
+    EXPECT_EQ(CMIOObjectGetPropertyDataSize(kCMIOObjectSystemObject, &unknown, 0, nullptr, &size),
+              kCMIOHardwareUnknownPropertyError);
 }
 
-TEST_F(dal_client_t, wildcard_listeners_hear_every_matching_change) {
-    recorder_t any;
-    recorder_t name_only;
+TEST_F(dal_client_t, plugin_notices_reach_matching_listeners_until_removed) {
+    recorder_t rate_only, any, name_only;
+    const CMIOObjectPropertyAddress rate = address(kCMIOStreamPropertyFrameRate);
+    const CMIOObjectPropertyAddress name = address(kCMIOObjectPropertyName);
     const CMIOObjectPropertyAddress wildcard{kCMIOObjectPropertySelectorWildcard, kCMIOObjectPropertyScopeWildcard,
                                              kCMIOObjectPropertyElementWildcard};
-    const CMIOObjectPropertyAddress name = address(kCMIOObjectPropertyName);
+    // A second registration of the same listener is one registration.
+    for (int i = 0; i < 2; ++i)
+        ASSERT_EQ(CMIOObjectAddPropertyListener(m_stream, &rate, recorder_t::listener, &rate_only), noErr);
     ASSERT_EQ(CMIOObjectAddPropertyListener(m_device, &wildcard, recorder_t::listener, &any), noErr);
     ASSERT_EQ(CMIOObjectAddPropertyListener(m_device, &name, recorder_t::listener, &name_only), noErr);
     // The plug-in is told about each new listener.
@@ -270,23 +250,29 @@ TEST_F(dal_client_t, wildcard_listeners_hear_every_matching_change) {
     EXPECT_EQ(told.mSelector, name.mSelector);
     EXPECT_EQ(told.mScope, name.mScope);
     EXPECT_EQ(told.mElement, name.mElement);
+    Float64 fifteen = 15.0, thirty = 30.0;
+    ASSERT_EQ(CMIOObjectSetPropertyData(m_stream, &rate, 0, nullptr, sizeof fifteen, &fifteen), noErr);
+    EXPECT_EQ(rate_only.count_of(m_stream, kCMIOStreamPropertyFrameRate), 1u);
     ASSERT_EQ(CMIODeviceStartStream(m_device, m_stream), noErr);
     ASSERT_EQ(CMIODeviceStopStream(m_device, m_stream), noErr);
     EXPECT_EQ(any.count_of(m_device, kCMIODevicePropertyDeviceIsRunning), 2u);
+    EXPECT_EQ(any.size(), 2u) << "the stream's notice went to a listener on the device";
     EXPECT_EQ(name_only.size(), 0u);
+    EXPECT_EQ(rate_only.size(), 1u);
+
+    ASSERT_EQ(CMIOObjectRemovePropertyListener(m_stream, &rate, recorder_t::listener, &rate_only), noErr);
+    ASSERT_EQ(CMIOObjectSetPropertyData(m_stream, &rate, 0, nullptr, sizeof thirty, &thirty), noErr);
+    EXPECT_EQ(rate_only.size(), 1u);
+    EXPECT_EQ(CMIOObjectRemovePropertyListener(m_stream, &rate, recorder_t::listener, &rate_only),
+              kCMIOHardwareIllegalOperationError);
     CMIOObjectRemovePropertyListener(m_device, &wildcard, recorder_t::listener, &any);
     CMIOObjectRemovePropertyListener(m_device, &name, recorder_t::listener, &name_only);
-}
-
-TEST_F(dal_client_t, system_setting_listeners_hear_real_changes_only) {
-    recorder_t recorder;
-    const CMIOObjectPropertyAddress sleeping = address(kCMIOHardwarePropertySleepingIsAllowed);
-    ASSERT_EQ(CMIOObjectAddPropertyListener(kCMIOObjectSystemObject, &sleeping, recorder_t::listener, &recorder), noErr);
-    UInt32 value = 0;
-    ASSERT_EQ(CMIOObjectSetPropertyData(kCMIOObjectSystemObject, &sleeping, 0, nullptr, sizeof value, &value), noErr);
-    ASSERT_EQ(CMIOObjectSetPropertyData(kCMIOObjectSystemObject, &sleeping, 0, nullptr, sizeof value, &value), noErr);
-    EXPECT_EQ(recorder.count_of(kCMIOObjectSystemObject, kCMIOHardwarePropertySleepingIsAllowed), 1u);
-    CMIOObjectRemovePropertyListener(kCMIOObjectSystemObject, &sleeping, recorder_t::listener, &recorder);
+    // Listeners need a known object, an address and a procedure.
+    EXPECT_EQ(CMIOObjectAddPropertyListener(k_unknown_id, &rate, recorder_t::listener, &rate_only),
+              kCMIOHardwareBadObjectError);
+    EXPECT_EQ(CMIOObjectAddPropertyListener(m_device, &rate, nullptr, &rate_only), kCMIOHardwareIllegalOperationError);
+    EXPECT_EQ(CMIOObjectAddPropertyListener(m_device, nullptr, recorder_t::listener, &rate_only),
+              kCMIOHardwareIllegalOperationError);
 }
 
 TEST_F(dal_client_t, device_list_listeners_hear_devices_come_and_go) {

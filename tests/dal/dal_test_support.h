@@ -27,37 +27,34 @@ inline CMIOObjectPropertyAddress address(CMIOObjectPropertySelector selector,
 
 // A fixed-size property value; the status of the read goes to `status` when given.
 template <class T>
-T read(CMIOObjectID object, CMIOObjectPropertySelector selector, OSStatus* status = nullptr,
-       CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal) {
-    const CMIOObjectPropertyAddress where = address(selector, scope);
+T read(CMIOObjectID object, CMIOObjectPropertySelector selector, OSStatus* status = nullptr) {
+    const CMIOObjectPropertyAddress where = address(selector);
     T value{};
     UInt32 used = 0;
-    OSStatus result = CMIOObjectGetPropertyData(object, &where, 0, nullptr, sizeof(T), &used, &value);
+    const OSStatus result = CMIOObjectGetPropertyData(object, &where, 0, nullptr, sizeof(T), &used, &value);
     if (status != nullptr) *status = result;
     return value;
 }
 
-// An array of object ids, sized by asking for the data size first.
+// An array of object ids, sized by asking for the data size first; empty on any error.
 inline std::vector<CMIOObjectID> read_ids(CMIOObjectID object, CMIOObjectPropertySelector selector,
                                           CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal,
                                           const std::vector<CMIOClassID>& qualifier = {}) {
     const CMIOObjectPropertyAddress where = address(selector, scope);
     const UInt32 qualifier_size = static_cast<UInt32>(qualifier.size() * sizeof(CMIOClassID));
-    UInt32 size = 0;
+    UInt32 size = 0, used = 0;
     if (CMIOObjectGetPropertyDataSize(object, &where, qualifier_size, qualifier.data(), &size) != noErr) return {};
     std::vector<CMIOObjectID> ids(size / sizeof(CMIOObjectID));
-    UInt32 used = 0;
-    if (CMIOObjectGetPropertyData(object, &where, qualifier_size, qualifier.data(), size, &used, ids.data()) != noErr) {
+    if (CMIOObjectGetPropertyData(object, &where, qualifier_size, qualifier.data(), size, &used, ids.data()) != noErr)
         return {};
-    }
     ids.resize(used / sizeof(CMIOObjectID));
     return ids;
 }
 
 inline std::string read_string(CMIOObjectID object, CMIOObjectPropertySelector selector) {
     CFStringRef value = read<CFStringRef>(object, selector);
-    if (value == nullptr) return "";
     char text[256] = {};
+    if (value == nullptr) return "";
     CFStringGetCString(value, text, sizeof text, kCFStringEncodingUTF8);
     CFRelease(value);
     return text;
@@ -65,9 +62,8 @@ inline std::string read_string(CMIOObjectID object, CMIOObjectPropertySelector s
 
 // The test camera's device among all devices, or kCMIOObjectUnknown.
 inline CMIOObjectID find_test_camera() {
-    for (CMIOObjectID device : read_ids(kCMIOObjectSystemObject, kCMIOHardwarePropertyDevices)) {
+    for (CMIOObjectID device : read_ids(kCMIOObjectSystemObject, kCMIOHardwarePropertyDevices))
         if (read_string(device, kCMIODevicePropertyDeviceUID) == "test-camera-0") return device;
-    }
     return kCMIOObjectUnknown;
 }
 
@@ -77,42 +73,28 @@ inline void use_plugin_folders(const std::string& folders) {
     setenv("CMIO_DAL_PLUGIN_PATH", folders.c_str(), 1);
 }
 
-// Redirects stderr into a temporary file for its lifetime; text() returns what was written.
-class stderr_capture_t {
-public:
-    stderr_capture_t() {
-        std::fflush(stderr);
-        char name[] = "/tmp/dal_stderr_XXXXXX";
-        m_fd = mkstemp(name);
-        unlink(name);
-        m_saved = dup(STDERR_FILENO);
-        dup2(m_fd, STDERR_FILENO);
-    }
-    ~stderr_capture_t() { restore(); }
-    std::string text() {
-        restore();
-        std::string all;
-        char buffer[4096];
-        lseek(m_fd, 0, SEEK_SET);
-        for (ssize_t n; (n = ::read(m_fd, buffer, sizeof buffer)) > 0;) all.append(buffer, static_cast<size_t>(n));
-        return all;
-    }
-
-private:
-    void restore() {
-        if (m_saved < 0) return;
-        std::fflush(stderr);
-        dup2(m_saved, STDERR_FILENO);
-        close(m_saved);
-        m_saved = -1;
-    }
-    int m_fd = -1;
-    int m_saved = -1;
-};
+// Runs `action` with stderr redirected into a temporary file and returns what it wrote.
+inline std::string capture_stderr(const std::function<void()>& action) {
+    std::fflush(stderr);
+    char name[] = "/tmp/dal_stderr_XXXXXX";
+    const int fd = mkstemp(name);
+    unlink(name);
+    const int saved = dup(STDERR_FILENO);
+    dup2(fd, STDERR_FILENO);
+    action();
+    std::fflush(stderr);
+    dup2(saved, STDERR_FILENO);
+    close(saved);
+    std::string all;
+    char buffer[4096];
+    lseek(fd, 0, SEEK_SET);
+    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;) all.append(buffer, static_cast<size_t>(n));
+    close(fd);
+    return all;
+}
 
 // Polls `done` until it holds or `limit` passes; returns its last answer.
-inline bool wait_for(const std::function<bool()>& done,
-                     std::chrono::milliseconds limit = std::chrono::milliseconds(5000)) {
+inline bool wait_for(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(5)) {
     const auto end = std::chrono::steady_clock::now() + limit;
     while (!done()) {
         if (std::chrono::steady_clock::now() > end) return false;

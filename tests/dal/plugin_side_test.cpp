@@ -24,6 +24,9 @@ CMIOHardwarePlugInRef fake_plugin() {
     return &pointer;
 }
 
+const CMIOObjectPropertyAddress k_name{kCMIOObjectPropertyName, kCMIOObjectPropertyScopeGlobal,
+                                      kCMIOObjectPropertyElementMain};
+
 class plugin_side_t : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -43,11 +46,10 @@ protected:
 
 TEST_F(plugin_side_t, created_objects_get_unique_ids_across_threads_and_are_recorded) {
     const CMIOObjectID device = create(kCMIOObjectSystemObject, kCMIODeviceClassID);
-    constexpr int k_threads = 4;
-    constexpr int k_each = 200;
+    constexpr int k_threads = 4, k_each = 200;
     std::vector<std::vector<CMIOObjectID>> made(k_threads);
     std::vector<std::thread> threads;
-    for (int t = 0; t < k_threads; ++t) {
+    for (int t = 0; t < k_threads; ++t)
         threads.emplace_back([&, t] {
             for (int i = 0; i < k_each; ++i) {
                 CMIOObjectID id = kCMIOObjectUnknown;
@@ -56,7 +58,6 @@ TEST_F(plugin_side_t, created_objects_get_unique_ids_across_threads_and_are_reco
                     made[t].push_back(id);
             }
         });
-    }
     for (std::thread& t : threads) t.join();
     std::set<CMIOObjectID> all{device};
     for (const auto& list : made) all.insert(list.begin(), list.end());
@@ -84,9 +85,7 @@ TEST_F(plugin_side_t, publishing_and_property_changes_are_recorded_in_order) {
     EXPECT_EQ(records[1].published, std::vector<CMIOObjectID>{device});
     EXPECT_EQ(records[1].died, std::vector<CMIOObjectID>{streams[1]});
     // Property-change notices are recorded with their addresses.
-    const CMIOObjectPropertyAddress changed[2] = {
-        {kCMIOObjectPropertyName, kCMIOObjectPropertyScopeGlobal, kCMIOObjectPropertyElementMain},
-        {kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput, 2}};
+    const CMIOObjectPropertyAddress changed[2] = {k_name, {kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput, 2}};
     ASSERT_EQ(CMIOObjectPropertiesChanged(nullptr, device, 2, changed), noErr);
     EXPECT_EQ(CMIOObjectPropertiesChanged(nullptr, device, 1, nullptr), kCMIOHardwareIllegalOperationError);
     std::vector<probe::properties_changed_t> changes = probe::properties_changed();
@@ -134,9 +133,7 @@ TEST_F(plugin_side_t, failure_switches_return_their_status_without_recording) {
     EXPECT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), kCMIOObjectSystemObject, 1, &device, 0, nullptr),
               kCMIOHardwareIllegalOperationError);
     probe::set_failure(probe::failing_call_t::properties_changed, kCMIOHardwareUnspecifiedError);
-    const CMIOObjectPropertyAddress name{kCMIOObjectPropertyName, kCMIOObjectPropertyScopeGlobal,
-                                        kCMIOObjectPropertyElementMain};
-    EXPECT_EQ(CMIOObjectPropertiesChanged(fake_plugin(), device, 1, &name), kCMIOHardwareUnspecifiedError);
+    EXPECT_EQ(CMIOObjectPropertiesChanged(fake_plugin(), device, 1, &k_name), kCMIOHardwareUnspecifiedError);
     EXPECT_TRUE(probe::published_and_died().empty());
     EXPECT_TRUE(probe::properties_changed().empty());
     probe::clear_failures();
@@ -149,9 +146,7 @@ TEST_F(plugin_side_t, plugin_side_calls_never_load_plugins) {
     probe::clear_records();
     const CMIOObjectID device = create(kCMIOObjectSystemObject, kCMIODeviceClassID);
     ASSERT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), kCMIOObjectSystemObject, 1, &device, 0, nullptr), noErr);
-    const CMIOObjectPropertyAddress name{kCMIOObjectPropertyName, kCMIOObjectPropertyScopeGlobal,
-                                        kCMIOObjectPropertyElementMain};
-    ASSERT_EQ(CMIOObjectPropertiesChanged(fake_plugin(), device, 1, &name), noErr);
+    ASSERT_EQ(CMIOObjectPropertiesChanged(fake_plugin(), device, 1, &k_name), noErr);
     CFTypeRef clock = nullptr;
     ASSERT_EQ(CMIOStreamClockCreate(nullptr, CFSTR("c"), nullptr, CMTimeMake(1, 10), 2, 2, &clock), noErr);
     CFRelease(clock);
@@ -180,30 +175,26 @@ protected:
     CFTypeRef m_clock = nullptr;
 };
 
-TEST_F(stream_clock_test_t, no_time_before_the_first_event_then_extrapolates_at_rate_one) {
+TEST_F(stream_clock_test_t, extrapolates_from_the_first_event_at_the_measured_rate_until_resynchronised) {
     EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(5 * k_second, m_clock)));
     ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(300, 30), 100 * k_second, true, m_clock), noErr);
     const CMTime later = CMIOStreamClockConvertHostTimeToDeviceTime(100 * k_second + k_second / 2, m_clock);
     ASSERT_TRUE(CMTIME_IS_VALID(later));
     EXPECT_EQ(later.timescale, 30);
-    EXPECT_EQ(later.value, 315);
-    const CMTime earlier = CMIOStreamClockConvertHostTimeToDeviceTime(99 * k_second, m_clock);
-    EXPECT_EQ(earlier.value, 270);
-}
-
-TEST_F(stream_clock_test_t, measured_rate_scales_the_conversion_until_a_resynchronisation) {
-    // The device runs twice as fast as the host: 2 s of media per host second.
-    for (int i = 0; i <= 4; ++i) {
+    EXPECT_EQ(later.value, 315);  // rate one until a rate is measured
+    EXPECT_EQ(CMIOStreamClockConvertHostTimeToDeviceTime(99 * k_second, m_clock).value, 270);
+    // Resynchronised to a device that runs twice as fast as the host.
+    for (int i = 0; i <= 4; ++i)
         ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(2000 * i, 1000), UInt64(i) * k_second, i == 0, m_clock),
                   noErr);
-    }
     EXPECT_NEAR(CMTimeGetSeconds(CMIOStreamClockConvertHostTimeToDeviceTime(5 * k_second, m_clock)), 10.0, 1e-6);
     // Resynchronising forgets the old rate.
     ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(1000, 1), 10 * k_second, true, m_clock), noErr);
     EXPECT_NEAR(CMTimeGetSeconds(CMIOStreamClockConvertHostTimeToDeviceTime(11 * k_second, m_clock)), 1001.0, 1e-6);
 }
 
-TEST_F(stream_clock_test_t, creation_and_events_are_recorded_and_bad_events_refused) {
+// Creation, events and invalidation are recorded; events that are bad or come too late are not.
+TEST_F(stream_clock_test_t, records_creation_events_and_invalidation_and_refuses_bad_events) {
     std::vector<probe::clock_created_t> records = probe::clocks_created();
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].clock, m_clock);
@@ -215,27 +206,28 @@ TEST_F(stream_clock_test_t, creation_and_events_are_recorded_and_bad_events_refu
     EXPECT_EQ(records[0].source_identifier, &m_source);
     EXPECT_EQ(CFGetRetainCount(m_clock), 1);
     ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(1, 30), 42, true, m_clock), noErr);
-    EXPECT_EQ(CMIOStreamClockPostTimingEvent(kCMTimeInvalid, 43, false, m_clock), kCMIOHardwareIllegalOperationError);
-    EXPECT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(1, 30), 43, false, nullptr),
-              kCMIOHardwareIllegalOperationError);
-    // A CF object of another type is no clock.
-    EXPECT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(1, 30), 43, false, CFSTR("clock")),
-              kCMIOHardwareIllegalOperationError);
+    EXPECT_EQ(CMIOStreamClockInvalidate(nullptr), kCMIOHardwareIllegalOperationError);
+    ASSERT_EQ(CMIOStreamClockInvalidate(m_clock), noErr);
+    const struct {
+        CMTime m_time;
+        CFTypeRef m_clock;
+    } refused[] = {
+        {kCMTimeInvalid, m_clock},         // no time
+        {CMTimeMake(1, 30), nullptr},      // no clock
+        {CMTimeMake(1, 30), CFSTR("c")},   // a CF object of another type
+        {CMTimeMake(2, 30), m_clock},      // an invalidated clock
+    };
+    for (const auto& event : refused)
+        EXPECT_EQ(CMIOStreamClockPostTimingEvent(event.m_time, 43, false, event.m_clock),
+                  kCMIOHardwareIllegalOperationError) << event.m_time.value;
+    EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(43, m_clock)));
     std::vector<probe::clock_event_t> events = probe::clock_events();
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0].clock, m_clock);
     EXPECT_EQ(events[0].host_time, 42u);
     EXPECT_EQ(events[0].event_time.value, 1);
     EXPECT_TRUE(events[0].resynchronize);
-}
-
-TEST_F(stream_clock_test_t, an_invalidated_clock_takes_no_events_and_converts_nothing) {
-    ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(1, 30), k_second, true, m_clock), noErr);
-    ASSERT_EQ(CMIOStreamClockInvalidate(m_clock), noErr);
-    EXPECT_NE(CMIOStreamClockPostTimingEvent(CMTimeMake(2, 30), 2 * k_second, false, m_clock), noErr);
-    EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(2 * k_second, m_clock)));
     EXPECT_EQ(probe::clocks_invalidated(), std::vector<CFTypeRef>{m_clock});
-    EXPECT_EQ(CMIOStreamClockInvalidate(nullptr), kCMIOHardwareIllegalOperationError);
 }
 
 TEST_F(plugin_side_t, clock_failure_switch_and_leak_check) {
@@ -262,13 +254,11 @@ protected:
     void SetUp() override {
         ASSERT_EQ(CVPixelBufferCreate(nullptr, 32, 16, kCVPixelFormatType_32BGRA, nullptr, &m_pixels), kCVReturnSuccess);
         ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, m_pixels, &m_format), noErr);
-        m_timing.duration = CMTimeMake(1, 25);
-        m_timing.presentationTimeStamp = CMTimeMake(7, 25);
-        m_timing.decodeTimeStamp = kCMTimeInvalid;
+        m_timing = {CMTimeMake(1, 25), CMTimeMake(7, 25), kCMTimeInvalid};
     }
     void TearDown() override {
-        if (m_format != nullptr) CFRelease(m_format);
-        if (m_pixels != nullptr) CFRelease(m_pixels);
+        for (CFTypeRef made : {CFTypeRef(m_format), CFTypeRef(m_pixels)})
+            if (made != nullptr) CFRelease(made);
     }
     CVPixelBufferRef m_pixels = nullptr;
     CMVideoFormatDescriptionRef m_format = nullptr;

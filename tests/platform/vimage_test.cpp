@@ -201,52 +201,48 @@ TEST(vimage_affine_warp, uniform_scale_draws_the_picture_and_background_elsewher
     }
 }
 
-TEST(vimage_affine_warp, quarter_turn_moves_every_pixel_exactly) {
-    const std::size_t sw = 37, sh = 23;
-    image_t src = smooth_image(sw, sh);
-    for (std::size_t y = 0; y < sh; ++y) src.pixel(5, y)[0] = static_cast<uint8_t>(y);  // a marker column
-    image_t dst(sh, sw);
-    // (u, v) goes to (sh - v, u): a quarter turn clockwise on screen.
-    const vImage_AffineTransform transform{0, 1, -1, 0, static_cast<float>(sh), 0};
-    vImage_Buffer sb = src.buffer();
-    vImage_Buffer db = dst.buffer();
-    ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, &transform, k_background, kvImageBackgroundColorFill),
-              kvImageNoError);
-    std::size_t mismatches = 0;
-    for (std::size_t y = 0; y < sw; ++y)
-        for (std::size_t x = 0; x < sh; ++x)
-            if (!std::equal(dst.pixel(x, y), dst.pixel(x, y) + 4, src.pixel(y, sh - 1 - x))) ++mismatches;
-    EXPECT_EQ(mismatches, 0u);
-    EXPECT_TRUE(dst.padding_intact());
-}
-
-TEST(vimage_affine_warp, translation_with_background_or_extended_edges) {
-    const std::size_t w = 50, h = 20;
-    image_t src = smooth_image(w, h);
-    vImage_Buffer sb = src.buffer();
-    // Moved left by 5 and down by 3: the right and top strips have no source.
-    const vImage_AffineTransform transform{1, 0, 0, 1, -5, 3};
-    image_t filled(w, h);
-    image_t extended(w, h);
-    vImage_Buffer fb = filled.buffer();
-    vImage_Buffer eb = extended.buffer();
-    ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &fb, nullptr, &transform, k_background, kvImageBackgroundColorFill),
-              kvImageNoError);
-    ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &eb, nullptr, &transform, nullptr, kvImageEdgeExtend), kvImageNoError);
-    std::size_t mismatches = 0;
-    for (std::size_t y = 0; y < h; ++y) {
-        for (std::size_t x = 0; x < w; ++x) {
-            const long sx = static_cast<long>(x) + 5;
-            const long sy = static_cast<long>(y) - 3;
-            const bool inside = sx < static_cast<long>(w) && sy >= 0;
-            const uint8_t* nearest = src.pixel(static_cast<std::size_t>(std::min<long>(sx, w - 1)),
-                                               static_cast<std::size_t>(std::max<long>(sy, 0)));
-            if (inside ? !std::equal(nearest, nearest + 4, filled.pixel(x, y)) : !is_background(filled.pixel(x, y)))
-                ++mismatches;
-            if (!std::equal(nearest, nearest + 4, extended.pixel(x, y))) ++mismatches;
+// Transforms that map pixel centres onto pixel centres move every pixel exactly: each output pixel
+// is the source pixel under its centre, background (or with extended edges, the nearest edge
+// pixel) where the source does not reach.
+TEST(vimage_affine_warp, whole_pixel_transforms_move_every_pixel_exactly) {
+    const struct {
+        const char* m_name;
+        std::size_t m_sw, m_sh, m_dw, m_dh;
+        vImage_AffineTransform m_transform;  // (u, v) -> (a u + c v + tx, b u + d v + ty)
+    } cases[] = {
+        {"left 5, down 3", 50, 20, 50, 20, {1, 0, 0, 1, -5, 3}},
+        {"quarter turn", 37, 23, 23, 37, {0, 1, -1, 0, 23, 0}},
+        {"half turn, larger output", 21, 13, 25, 15, {-1, 0, 0, -1, 21, 13}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.m_name);
+        image_t src = smooth_image(c.m_sw, c.m_sh);
+        for (std::size_t y = 0; y < c.m_sh; ++y) src.pixel(5, y)[0] = static_cast<uint8_t>(y);  // a marker column
+        vImage_Buffer sb = src.buffer();
+        const vImage_AffineTransform& t = c.m_transform;
+        for (const vImage_Flags edge : {kvImageBackgroundColorFill, kvImageEdgeExtend}) {
+            image_t dst(c.m_dw, c.m_dh);
+            vImage_Buffer db = dst.buffer();
+            ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, &t, k_background, edge), kvImageNoError);
+            std::size_t mismatches = 0;
+            const double det = double(t.a) * t.d - double(t.b) * t.c;
+            for (std::size_t y = 0; y < c.m_dh; ++y) {
+                for (std::size_t x = 0; x < c.m_dw; ++x) {
+                    const double px = x + 0.5 - t.tx, py = y + 0.5 - t.ty;
+                    const long u = std::lround(std::floor((t.d * px - t.c * py) / det));
+                    const long v = std::lround(std::floor((-t.b * px + t.a * py) / det));
+                    const bool inside = u >= 0 && v >= 0 && u < long(c.m_sw) && v < long(c.m_sh);
+                    const uint8_t* nearest = src.pixel(std::size_t(std::clamp<long>(u, 0, long(c.m_sw) - 1)),
+                                                       std::size_t(std::clamp<long>(v, 0, long(c.m_sh) - 1)));
+                    const bool fill = !inside && edge == kvImageBackgroundColorFill;
+                    if (fill ? !is_background(dst.pixel(x, y)) : !std::equal(nearest, nearest + 4, dst.pixel(x, y)))
+                        ++mismatches;
+                }
+            }
+            EXPECT_EQ(mismatches, 0u) << "edge flags " << edge;
+            EXPECT_TRUE(dst.padding_intact());
         }
     }
-    EXPECT_EQ(mismatches, 0u);
 }
 
 TEST(vimage_affine_warp, temp_size_query_and_argument_checks) {
