@@ -17,22 +17,18 @@ CFUUIDRef constant_uuid(UInt8 last) {
                                           0x0A, 0x95, 0xAF, 0x9C, last);
 }
 
-TEST_F(cf_uuid, constant_uuids_are_one_immortal_object_per_bytes_across_threads) {
+TEST_F(cf_uuid, constants_are_one_immortal_object_per_bytes_and_equal_made_ids) {
     std::vector<CFUUIDRef> seen(8, nullptr);
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < seen.size(); ++i) threads.emplace_back([&seen, i] { seen[i] = constant_uuid(0x01); });
     for (auto& thread : threads) thread.join();
     for (CFUUIDRef uuid : seen) EXPECT_EQ(uuid, seen[0]);
-    CFUUIDRef a = constant_uuid(0x6A);
-    EXPECT_NE(a, constant_uuid(0x6B));
-    CFRelease(a);  // Get rule: callers may still release once too often without harm
-    EXPECT_EQ(constant_uuid(0x6A), a);
-    EXPECT_EQ(zav_platform::probe::live_object_count(), m_live_at_start);
-}
-
-TEST_F(cf_uuid, bytes_and_text_round_trip_to_equal_ids) {
     CFUUIDRef constant = constant_uuid(0x6A);
-    CFUUIDBytes bytes = CFUUIDGetUUIDBytes(constant);
+    EXPECT_NE(constant, constant_uuid(0x6B));
+    CFRelease(constant);  // Get rule: callers may still release once too often without harm
+    EXPECT_EQ(constant_uuid(0x6A), constant);
+    EXPECT_EQ(zav_platform::probe::live_object_count(), m_live_at_start);
+    const CFUUIDBytes bytes = CFUUIDGetUUIDBytes(constant);
     EXPECT_EQ(bytes.byte0, 0x30);
     EXPECT_EQ(bytes.byte15, 0x6A);
     CFUUIDRef made = CFUUIDCreateFromUUIDBytes(nullptr, bytes);
@@ -40,35 +36,31 @@ TEST_F(cf_uuid, bytes_and_text_round_trip_to_equal_ids) {
     EXPECT_TRUE(CFEqual(made, constant));
     EXPECT_EQ(CFHash(made), CFHash(constant));
     CFRelease(made);
-
-    CFUUIDRef uuid = CFUUIDCreateFromString(nullptr, CFSTR("9f4ed6a2-1b3c-4d5e-8f70-a1b2c3d4e5f6"));
-    ASSERT_NE(uuid, nullptr);
-    CFStringRef text = CFUUIDCreateString(nullptr, uuid);
-    EXPECT_TRUE(CFEqual(text, CFSTR("9F4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F6")));
-    CFUUIDRef again = CFUUIDCreateFromString(nullptr, text);
-    EXPECT_TRUE(CFEqual(uuid, again));
-    CFRelease(again);
-    CFRelease(text);
-    CFRelease(uuid);
     // The COM id that QueryInterface callers pass for IUnknown.
     const CFUUIDBytes iunknown = CFUUIDGetUUIDBytes(IUnknownUUID);
     const UInt8 expected[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46};
     EXPECT_EQ(std::memcmp(&iunknown, expected, 16), 0);
 }
 
-TEST_F(cf_uuid, malformed_text_is_refused_and_random_ids_are_version_4) {
-    for (const char* text : {"", "9F4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F", "9F4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F6A",
-                             "9F4ED6A2+1B3C-4D5E-8F70-A1B2C3D4E5F6", "9G4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F6"}) {
-        CFStringRef string = make_string(text);
-        EXPECT_EQ(CFUUIDCreateFromString(nullptr, string), nullptr) << text;
+TEST_F(cf_uuid, text_round_trips_malformed_text_is_refused_and_random_ids_are_version_4) {
+    CFUUIDRef uuid = CFUUIDCreateFromString(nullptr, CFSTR("9f4ed6a2-1b3c-4d5e-8f70-a1b2c3d4e5f6"));
+    ASSERT_NE(uuid, nullptr);
+    CFStringRef text = CFUUIDCreateString(nullptr, uuid);
+    EXPECT_TRUE(CFEqual(text, CFSTR("9F4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F6")));
+    CFUUIDRef again = CFUUIDCreateFromString(nullptr, text);
+    EXPECT_TRUE(CFEqual(uuid, again));
+    release({again, text, uuid});
+    for (const char* bad : {"", "9F4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F", "9F4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F6A",
+                            "9F4ED6A2+1B3C-4D5E-8F70-A1B2C3D4E5F6", "9G4ED6A2-1B3C-4D5E-8F70-A1B2C3D4E5F6"}) {
+        CFStringRef string = make_string(bad);
+        EXPECT_EQ(CFUUIDCreateFromString(nullptr, string), nullptr) << bad;
         CFRelease(string);
     }
     CFUUIDRef a = CFUUIDCreate(nullptr);
     CFUUIDRef b = CFUUIDCreate(nullptr);
     EXPECT_FALSE(CFEqual(a, b));
     EXPECT_EQ(CFUUIDGetUUIDBytes(a).byte6 >> 4, 4);
-    CFRelease(a);
-    CFRelease(b);
+    release({a, b});
 }
 
 }  // namespace

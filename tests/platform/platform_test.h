@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+
 class platform_test_t : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -30,6 +32,10 @@ inline CFStringRef make_string(const char* text) {
 inline CFDictionaryRef make_dictionary(const void** keys, const void** values, CFIndex count) {
     return CFDictionaryCreate(nullptr, keys, values, count, &kCFTypeDictionaryKeyCallBacks,
                               &kCFTypeDictionaryValueCallBacks);
+}
+inline CFDictionaryRef make_dictionary(CFTypeRef key, CFTypeRef value) { return make_dictionary(&key, &value, 1); }
+inline void release(std::initializer_list<CFTypeRef> objects) {
+    for (CFTypeRef object : objects) CFRelease(object);
 }
 
 #endif
