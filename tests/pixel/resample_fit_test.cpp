@@ -38,12 +38,11 @@ packed_t sub_image(const packed_t& img, uint32_t x0, uint32_t y0, uint32_t w, ui
 }
 
 // The model scale of one fitted region; modes 1 and 2 move the source's top edge by +-0.25.
-void model_scale(const packed_t& src, packed_t& dst, uint32_t mode, const float* scales, const float* offsets)
+void model_scale(const packed_t& src, packed_t& dst, uint32_t mode, const float* scales = nullptr, const float* offsets = nullptr)
 {
     if (mode == 0) return model_kernel(src, dst, scales, offsets);
     float s[2] = {float(src.m_width) / float(dst.m_width), float(src.m_height) / float(dst.m_height)};
-    float o[2] = {(float(src.m_width) - float(dst.m_width)) * 0.5f / float(dst.m_width),
-                  (float(src.m_height) - float(dst.m_height)) * 0.5f / float(dst.m_height)};
+    float o[2] = {model::default_offset(src.m_width, dst.m_width), model::default_offset(src.m_height, dst.m_height)};
     if (scales && offsets) s[0] = scales[0], s[1] = scales[1], o[0] = offsets[0], o[1] = offsets[1];
     o[1] += mode == 1 ? 0.25f : -0.25f;
     model_kernel(src, dst, s, o);
@@ -63,20 +62,20 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
                     if (x < left || x >= right) out.row(y)[2 * x] = 0x80, out.row(y)[2 * x + 1] = 0x10;
         if (right <= left) return out;
         packed_t region(right - left, c.m_hd);
-        model_scale(src, region, mode, nullptr, nullptr);
+        model_scale(src, region, mode);
         for (uint32_t y = 0; y < c.m_hd; ++y) std::copy(region.row(y), region.row(y) + 2 * region.m_width, out.row(y) + 2 * left);
         return out;
     }
     if (!c.m_fit_vertically) {
         const uint32_t left = clamp_to(even((a - b) * ws / (2 * a), 0.5f), c.m_ws);
         const uint32_t right = clamp_to(even((a + b) * ws / (2 * a), 1.5f), c.m_ws);
-        if (right > left) model_scale(sub_image(src, left, 0, right - left, c.m_hs), out, mode, nullptr, nullptr);
+        if (right > left) model_scale(sub_image(src, left, 0, right - left, c.m_hs), out, mode);
         return out;
     }
     if (a < b) {
         const uint32_t top = clamp_to(even((b - a) * hs / (2 * b), 0.5f), c.m_hs);
         const uint32_t bottom = clamp_to(even((a + b) * hs / (2 * b), 1.5f), c.m_hs);
-        if (bottom > top) model_scale(sub_image(src, 0, top, c.m_ws, bottom - top), out, mode, nullptr, nullptr);
+        if (bottom > top) model_scale(sub_image(src, 0, top, c.m_ws, bottom - top), out, mode);
         return out;
     }
     const float p = ws * (1 / b - 1 / a) / (2 / b), q = ws * (1 / b + 1 / a) / (2 / b);
@@ -108,9 +107,7 @@ TEST_P(fit_matches_model_t, modes_0_1_2_byte_for_byte_and_field_modes_inside)
         const packed_t expected = model_fit(packed_of(src), packed_of(dst), c, std::min(mode, 2u));
         vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), c.m_ws, c.m_hs, std::min(mode, 3u), dst.data(), c.m_a,
                                      c.m_b, dst.pitch(), c.m_wd, c.m_hd, mode < 3 ? 0 : mode - 3, c.m_fit_vertically);
-        const std::vector<uint8_t> got = dst.rows_bytes();
-        for (size_t i = 0; i < got.size() && mode < 3; ++i)
-            ASSERT_EQ(int(got[i]), int(expected.m_bytes[i])) << "row " << i / (2 * c.m_wd) << " byte " << i % (2 * c.m_wd);
+        if (mode < 3) expect_rows_equal(dst, expected);
         EXPECT_TRUE(dst.guards_intact());
         EXPECT_TRUE(src.guards_intact());
         EXPECT_EQ(src.rows_bytes(), src_before);
@@ -145,14 +142,10 @@ TEST(resample_fit, worked_examples_of_the_bars)
     uyvy_image_t src(1440, 1080), dst(1920, 1080);
     src.fill_rows_random(rng);
     dst.fill_rows_random(rng);
-    vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 1440, 1080, 0, dst.data(), 4.0f / 3, 16.0f / 9,
-                                 dst.pitch(), 1920, 1080, 0, 0);
+    vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 1440, 1080, 0, dst.data(), 4.0f / 3, 16.0f / 9, dst.pitch(), 1920, 1080, 0, 0);
     for (uint32_t y : {0u, 539u, 1079u}) {
         for (uint32_t x = 0; x < 1920; ++x)
-            if (x < 240 || x >= 1680) {
-                ASSERT_EQ(dst.row(y)[2 * x], 0x80) << x;
-                ASSERT_EQ(dst.row(y)[2 * x + 1], 0x10) << x;
-            }
+            ASSERT_TRUE((x >= 240 && x < 1680) || (dst.row(y)[2 * x] == 0x80 && dst.row(y)[2 * x + 1] == 0x10)) << x;
         EXPECT_TRUE(std::equal(src.row(y), src.row(y) + 2 * 1440, dst.row(y) + 2 * 240)) << "row " << y;
     }
     EXPECT_TRUE(dst.guards_intact());
@@ -161,14 +154,10 @@ TEST(resample_fit, worked_examples_of_the_bars)
     // of 21 keeps its bytes.
     uyvy_image_t small_src(8, 6), small_dst(21, 6);
     small_src.fill_rows_random(rng);
-    for (uint32_t y = 0; y < 6; ++y) std::fill(small_dst.row(y), small_dst.row(y) + 42, 0x33);
-    vc::resample_uyvy_aspect_fit(small_src.data(), small_src.pitch(), 8, 6, 0, small_dst.data(), 2.0f - 4.0f / 21,
-                                 2.0f, small_dst.pitch(), 21, 6, 0, 0);
-    for (uint32_t y = 0; y < 6; ++y) {
-        EXPECT_EQ(small_dst.row(y)[40], 0x33);
-        EXPECT_EQ(small_dst.row(y)[41], 0x33);
-        EXPECT_NE(small_dst.row(y)[1], 0x33);
-    }
+    std::fill(small_dst.row(0), small_dst.row(0) + 6 * 42, 0x33);
+    vc::resample_uyvy_aspect_fit(small_src.data(), small_src.pitch(), 8, 6, 0, small_dst.data(), 2.0f - 4.0f / 21, 2.0f, small_dst.pitch(), 21, 6, 0, 0);
+    for (uint32_t y = 0; y < 6; ++y)
+        EXPECT_TRUE(small_dst.row(y)[40] == 0x33 && small_dst.row(y)[41] == 0x33 && small_dst.row(y)[1] != 0x33) << y;
     EXPECT_TRUE(small_dst.guards_intact());
 }
 

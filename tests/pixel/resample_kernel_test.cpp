@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -36,23 +35,16 @@ TEST_P(kernel_matches_model_t, every_byte_and_no_write_outside_the_rows)
     const kernel_case_t& c = GetParam();
     const size_case_t& s = c.m_size;
     std::mt19937 rng(s.m_ws * 131 + s.m_wd * 7 + s.m_hd);
-    uyvy_image_t src = make_image(s.m_ws, s.m_hs, c.m_src_aligned, s.m_wd);
-    uyvy_image_t dst = make_image(s.m_wd, s.m_hd, c.m_dst_aligned, s.m_hs);
+    uyvy_image_t src = make_image(s.m_ws, s.m_hs, c.m_src_aligned, s.m_wd), dst = make_image(s.m_wd, s.m_hd, c.m_dst_aligned, s.m_hs);
     src.fill_rows_random(rng);
     const std::vector<uint8_t> src_before = src.rows_bytes();
-
     packed_t expected(s.m_wd, s.m_hd);
-    if (c.m_explicit) {
+    model_kernel(packed_of(src), expected, c.m_explicit ? c.m_scales : nullptr, c.m_offsets);
+    if (c.m_explicit)
         vc::resample_uyvy_kernel(src.plane(), dst.plane(), c.m_scales, c.m_offsets);
-        model_kernel(packed_of(src), expected, c.m_scales, c.m_offsets);
-    } else {
+    else
         vc::resample_uyvy(src.data(), src.pitch(), s.m_ws, s.m_hs, dst.data(), dst.pitch(), s.m_wd, s.m_hd);
-        model_kernel(packed_of(src), expected);
-    }
-    const std::vector<uint8_t> got = dst.rows_bytes();
-    ASSERT_EQ(got.size(), expected.m_bytes.size());
-    for (size_t i = 0; i < got.size(); ++i)
-        ASSERT_EQ(int(got[i]), int(expected.m_bytes[i])) << "row " << i / (2 * s.m_wd) << " byte " << i % (2 * s.m_wd);
+    expect_rows_equal(dst, expected);
     EXPECT_TRUE(dst.guards_intact());
     EXPECT_TRUE(src.guards_intact());
     EXPECT_EQ(src.rows_bytes(), src_before);
@@ -70,54 +62,45 @@ std::vector<kernel_case_t> with_alignments(const std::vector<size_case_t>& sizes
 // two-thirds, upscale, downscale past the second table layout); widths around the 16-byte
 // groups of the horizontal pass (7, 8, 9 pixels at a group edge); full-size frame fills.
 const std::vector<size_case_t> k_sizes = {
-    {2, 2, 2, 2},      {2, 1, 4, 3},      {2, 2, 8, 8},       {4, 2, 2, 1},     {4, 4, 2, 2},    {6, 3, 4, 2},
-    {8, 6, 2, 2},      {4, 3, 6, 5},      {6, 4, 6, 9},       {10, 6, 14, 6},   {8, 1, 8, 4},    {2, 5, 6, 1},
-    {12, 3, 8, 2},     {9, 5, 6, 4},      {7, 3, 12, 5},      {10, 4, 7, 5},    {3, 3, 2, 2},    {5, 7, 3, 11},
-    {1, 2, 4, 4},      {6, 2, 1, 3},      {16, 4, 6, 4},      {8, 8, 16, 8},    {14, 5, 18, 7},  {16, 16, 10, 12},
-    {24, 9, 16, 6},    {32, 8, 30, 9},    {34, 10, 66, 21},   {48, 12, 12, 12}, {40, 10, 8, 3},  {18, 4, 16, 4},
-    {16, 6, 18, 6},    {64, 16, 24, 10},  {22, 6, 32, 6},     {100, 20, 48, 14}, {38, 8, 24, 5}, {200, 4, 34, 4},
-    {1920, 1080, 1280, 720}, {1920, 1080, 960, 540}, {1280, 720, 1920, 1080}, {1920, 1080, 640, 360},
-    {1920, 1080, 1366, 768}, {1440, 1080, 1440, 1080},
-};
+    {2, 2, 2, 2}, {2, 1, 4, 3}, {2, 2, 8, 8}, {4, 2, 2, 1}, {4, 4, 2, 2}, {6, 3, 4, 2}, {8, 6, 2, 2}, {4, 3, 6, 5},
+    {6, 4, 6, 9}, {10, 6, 14, 6}, {8, 1, 8, 4}, {2, 5, 6, 1}, {12, 3, 8, 2}, {9, 5, 6, 4}, {7, 3, 12, 5},
+    {10, 4, 7, 5}, {3, 3, 2, 2}, {5, 7, 3, 11}, {1, 2, 4, 4}, {6, 2, 1, 3}, {16, 4, 6, 4}, {8, 8, 16, 8},
+    {14, 5, 18, 7}, {16, 16, 10, 12}, {24, 9, 16, 6}, {32, 8, 30, 9}, {34, 10, 66, 21}, {48, 12, 12, 12},
+    {40, 10, 8, 3}, {18, 4, 16, 4}, {16, 6, 18, 6}, {64, 16, 24, 10}, {22, 6, 32, 6}, {100, 20, 48, 14},
+    {38, 8, 24, 5}, {200, 4, 34, 4}, {1920, 1080, 1280, 720}, {1920, 1080, 960, 540}, {1280, 720, 1920, 1080},
+    {1920, 1080, 640, 360}, {1920, 1080, 1366, 768}, {1440, 1080, 1440, 1080}};
 INSTANTIATE_TEST_SUITE_P(sizes, kernel_matches_model_t, testing::ValuesIn(with_alignments(k_sizes)));
-
-kernel_case_t mapped(size_case_t s, float sx, float ox, float sy, float oy, bool src_aligned = false,
-                     bool dst_aligned = true)
-{
-    kernel_case_t c{s, src_aligned, dst_aligned, true};
-    c.m_scales[0] = sx, c.m_scales[1] = sy, c.m_offsets[0] = ox, c.m_offsets[1] = oy;
-    return c;
-}
 
 // Explicit mappings: shifted past the edges (clamping), mirrored (negative steps), a single
 // source row or column, and mappings within 0.1 of the default (fast paths kept).
-INSTANTIATE_TEST_SUITE_P(
-    mapped, kernel_matches_model_t,
-    testing::Values(mapped({64, 32, 48, 24}, 1.1f, -3.0f, 0.9f, 5.0f),
-                    mapped({64, 32, 48, 24}, 1.1f, -3.0f, 0.9f, 5.0f, true, true),
-                    mapped({32, 16, 32, 16}, -1.0f, 31.0f, 1.0f, 0.0f),
-                    mapped({32, 16, 40, 20}, -0.7f, 30.0f, -0.8f, 15.0f, true, false),
-                    mapped({32, 16, 40, 20}, 2.5f, 10.0f, 3.0f, -2.0f), mapped({20, 10, 24, 12}, 0.0f, 7.3f, 0.0f, 4.6f),
-                    mapped({20, 10, 24, 12}, 1.0f, 500.0f, 1.0f, -500.0f),
-                    mapped({40, 20, 20, 10}, 2.0f, 0.55f, 2.0f, 0.45f),  // close to default: halving
-                    mapped({36, 18, 24, 12}, 1.5f, 0.3f, 1.5f, 0.2f),    // close to default: two-thirds
-                    mapped({36, 18, 24, 12}, 1.5f, 0.4f, 1.5f, 0.25f),   // x moved by 0.15: general path
-                    mapped({24, 12, 24, 12}, 1.0f, 0.05f, 1.0f, 0.0f),   // close to identity: copy
-                    mapped({1920, 1080, 1280, 720}, 1.5f, 0.25f, 1.5f, 0.5f, true, true),  // general path
-                    mapped({640, 120, 64, 120}, 10.0f, 4.5f, 1.0f, 0.0f)));               // step of 10 pixels
+// (source aligned, destination aligned, explicit, {x, y} scales, {x, y} offsets)
+const kernel_case_t k_mapped[] = {
+    {{64, 32, 48, 24}, false, true, true, {1.1f, 0.9f}, {-3.0f, 5.0f}},
+    {{64, 32, 48, 24}, true, true, true, {1.1f, 0.9f}, {-3.0f, 5.0f}},
+    {{32, 16, 32, 16}, false, true, true, {-1.0f, 1.0f}, {31.0f, 0.0f}},
+    {{32, 16, 40, 20}, true, false, true, {-0.7f, -0.8f}, {30.0f, 15.0f}},
+    {{32, 16, 40, 20}, false, true, true, {2.5f, 3.0f}, {10.0f, -2.0f}},
+    {{20, 10, 24, 12}, false, true, true, {0.0f, 0.0f}, {7.3f, 4.6f}},
+    {{20, 10, 24, 12}, false, true, true, {1.0f, 1.0f}, {500.0f, -500.0f}},
+    {{40, 20, 20, 10}, false, true, true, {2.0f, 2.0f}, {0.55f, 0.45f}},         // close to default: halving
+    {{36, 18, 24, 12}, false, true, true, {1.5f, 1.5f}, {0.3f, 0.2f}},           // close to default: two-thirds
+    {{36, 18, 24, 12}, false, true, true, {1.5f, 1.5f}, {0.4f, 0.25f}},          // x moved by 0.15: general path
+    {{24, 12, 24, 12}, false, true, true, {1.0f, 1.0f}, {0.05f, 0.0f}},          // close to identity: copy
+    {{1920, 1080, 1280, 720}, true, true, true, {1.5f, 1.5f}, {0.25f, 0.5f}},    // general path
+    {{640, 120, 64, 120}, false, true, true, {10.0f, 1.0f}, {4.5f, 0.0f}}};      // step of 10 pixels
+INSTANTIATE_TEST_SUITE_P(mapped, kernel_matches_model_t, testing::ValuesIn(k_mapped));
 
+// Worked examples of the arithmetic, computed from the stated rules.
 // Worked examples of the arithmetic, computed from the stated rules.
 TEST(resample_kernel, halving_averages_rows_first_then_columns)
 {
     uyvy_image_t src(4, 2), dst(2, 1);
-    const uint8_t rows[2][8] = {{128, 10, 128, 11, 100, 50, 90, 60}, {128, 12, 128, 13, 101, 60, 91, 60}};
-    std::copy(rows[0], rows[0] + 8, src.row(0));
-    std::copy(rows[1], rows[1] + 8, src.row(1));
+    const uint8_t rows[16] = {128, 10, 128, 11, 100, 50, 90, 60, 128, 12, 128, 13, 101, 60, 91, 60};
+    std::copy(rows, rows + 16, src.row(0));
     vc::resample_uyvy(src.data(), 8, 4, 2, dst.data(), 4, 2, 1);
-    EXPECT_EQ(dst.row(0)[1], 12);   // avg(avg(10, 12), avg(11, 13)) = avg(11, 12)
-    EXPECT_EQ(dst.row(0)[3], 58);   // avg(avg(50, 60), avg(60, 60)) = avg(55, 60)
-    EXPECT_EQ(dst.row(0)[0], 115);  // Cb: avg(avg(128, 128), avg(100, 101)) = avg(128, 101)
-    EXPECT_EQ(dst.row(0)[2], 110);  // Cr: avg(avg(128, 128), avg(90, 91)) = avg(128, 91)
+    // Y: avg(avg(10, 12), avg(11, 13)) = 12 and avg(avg(50, 60), avg(60, 60)) = 58; Cb:
+    // avg(avg(128, 128), avg(100, 101)) = 115; Cr: avg(avg(128, 128), avg(90, 91)) = 110.
+    EXPECT_EQ(dst.rows_bytes(), (std::vector<uint8_t>{115, 12, 110, 58}));
     EXPECT_TRUE(dst.guards_intact());
 }
 
@@ -139,20 +122,19 @@ TEST(resample_kernel, vertical_phases_copy_blend_truncating_and_skip_to_the_next
 TEST(resample_kernel, empty_or_inconsistent_descriptors_write_nothing)
 {
     std::mt19937 rng(6);
-    uyvy_image_t src(16, 8);
+    uyvy_image_t src(16, 8), dst(8, 4);
     src.fill_rows_random(rng);
-    const uint32_t sizes[][4] = {{0, 8, 8, 4}, {16, 0, 8, 4}, {16, 8, 0, 4}, {16, 8, 8, 0}};
-    for (const auto& s : sizes) {
-        uyvy_image_t dst(s[2], s[3]);
-        vc::resample_uyvy(src.data(), src.pitch(), s[0], s[1], dst.data(), 2 * s[2], s[2], s[3]);
-        EXPECT_TRUE(dst.untouched());
-    }
-    // Row bytes shorter than a row, and null pointers.
-    uyvy_image_t dst(8, 4);
-    vc::resample_uyvy(src.data(), 20, 16, 8, dst.data(), 16, 8, 4);
-    vc::resample_uyvy(src.data(), 32, 16, 8, dst.data(), 15, 8, 4);
-    vc::resample_uyvy(nullptr, 32, 16, 8, dst.data(), 16, 8, 4);
-    vc::resample_uyvy(src.data(), 32, 16, 8, nullptr, 16, 8, 4);
+    // Empty sizes, row bytes shorter than a row, null pointers.
+    const struct {
+        const uint8_t* s;
+        uint32_t s_pitch, ws, hs;
+        uint8_t* d;
+        uint32_t d_pitch, wd, hd;
+    } calls[] = {{src.data(), 32, 0, 8, dst.data(), 16, 8, 4},  {src.data(), 32, 16, 0, dst.data(), 16, 8, 4},
+                 {src.data(), 32, 16, 8, dst.data(), 16, 0, 4}, {src.data(), 32, 16, 8, dst.data(), 16, 8, 0},
+                 {src.data(), 20, 16, 8, dst.data(), 16, 8, 4}, {src.data(), 32, 16, 8, dst.data(), 15, 8, 4},
+                 {nullptr, 32, 16, 8, dst.data(), 16, 8, 4},    {src.data(), 32, 16, 8, nullptr, 16, 8, 4}};
+    for (const auto& c : calls) vc::resample_uyvy(c.s, c.s_pitch, c.ws, c.hs, c.d, c.d_pitch, c.wd, c.hd);
     EXPECT_TRUE(dst.untouched());
     // A mapping needs both pointers: one alone means the default mapping.
     const float scales[2] = {5.0f, 5.0f};
@@ -162,21 +144,20 @@ TEST(resample_kernel, empty_or_inconsistent_descriptors_write_nothing)
     EXPECT_EQ(a.rows_bytes(), b.rows_bytes());
 }
 
+// The kernel keeps no shared state: threads scaling at once all get the single-thread bytes.
 TEST(resample_kernel, concurrent_calls_give_the_same_bytes)
 {
     std::mt19937 rng(7);
-    uyvy_image_t src(640, 360), reference(426, 240);
+    uyvy_image_t src(640, 360);
     src.fill_rows_random(rng);
-    vc::resample_uyvy(src.data(), src.pitch(), 640, 360, reference.data(), reference.pitch(), 426, 240);
-    std::vector<uyvy_image_t> outs(4, uyvy_image_t(426, 240));
+    std::vector<uyvy_image_t> outs(5, uyvy_image_t(426, 240));
+    const auto scale = [&src](uyvy_image_t* out) { vc::resample_uyvy(src.data(), src.pitch(), 640, 360, out->data(), out->pitch(), 426, 240); };
+    scale(&outs[0]);
     std::vector<std::thread> threads;
-    for (auto& out : outs)
-        threads.emplace_back([&src, &out] {
-            for (int i = 0; i < 5; ++i)
-                vc::resample_uyvy(src.data(), src.pitch(), 640, 360, out.data(), out.pitch(), 426, 240);
-        });
+    for (size_t i = 1; i < outs.size(); ++i)
+        threads.emplace_back([&scale, out = &outs[i]] { for (int k = 0; k < 5; ++k) scale(out); });
     for (auto& t : threads) t.join();
-    for (auto& out : outs) EXPECT_EQ(out.rows_bytes(), reference.rows_bytes());
+    for (auto& out : outs) EXPECT_EQ(out.rows_bytes(), outs[0].rows_bytes());
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "guarded_image.h"
 
 namespace zav_resample_test {
@@ -39,6 +41,15 @@ inline packed_t packed_of(const zav_test::uyvy_image_t& img)
     return p;
 }
 
+// Every row byte of a picture equals the model's; the first difference is reported by place.
+inline void expect_rows_equal(const zav_test::uyvy_image_t& img, const packed_t& want)
+{
+    const std::vector<uint8_t> got = img.rows_bytes();
+    ASSERT_EQ(got.size(), want.m_bytes.size());
+    for (size_t i = 0; i < got.size(); ++i)
+        ASSERT_EQ(int(got[i]), int(want.m_bytes[i])) << "row " << i / (2 * want.m_width) << " byte " << i % (2 * want.m_width);
+}
+
 namespace model {
 
 inline int luma(const std::vector<uint8_t>& row, int64_t i) { return i < 0 || 2 * i + 1 >= int64_t(row.size()) ? 0 : row[2 * i + 1]; }
@@ -51,17 +62,10 @@ inline int chroma(const std::vector<uint8_t>& row, int64_t p, int c)
 inline int lerp6(int a, int b, int f) { return (a * (64 - f) + b * f) >> 6; }
 inline int avg(int a, int b) { return (a + b + 1) >> 1; }
 
-inline void default_mapping(uint32_t s, uint32_t d, float& scale, float& offset)
-{
-    scale = float(s) / float(d);
-    offset = (float(s) - float(d)) * 0.5f / float(d);
-}
-
+inline float default_offset(uint32_t s, uint32_t d) { return (float(s) - float(d)) * 0.5f / float(d); }
 inline bool remapped(float scale, float offset, uint32_t s, uint32_t d)
 {
-    float ds, dofs;
-    default_mapping(s, d, ds, dofs);
-    return !(std::fabs(offset - dofs) < 0.1f && std::fabs(float(d) * scale - float(s)) < 0.1f);
+    return !(std::fabs(offset - default_offset(s, d)) < 0.1f && std::fabs(float(d) * scale - float(s)) < 0.1f);
 }
 
 inline std::vector<uint8_t> source_row(const packed_t& src, int64_t y)
@@ -134,10 +138,7 @@ inline void general(const packed_t& src, packed_t& dst, float sx, float ox, floa
             const int64_t pos = y0 + int64_t(y) * dy;
             int64_t r = pos >> 16;
             int f = int((pos >> 10) & 63);
-            if (f > 61) {
-                r += 1;
-                f = 0;
-            }
+            if (f > 61) r += 1, f = 0;
             const std::vector<uint8_t> a = source_row(src, r), b = source_row(src, r + 1);
             v = a;
             if (f >= 3)
@@ -173,12 +174,9 @@ inline void general(const packed_t& src, packed_t& dst, float sx, float ox, floa
 inline void model_kernel(const packed_t& src, packed_t& dst, const float* scales = nullptr, const float* offsets = nullptr)
 {
     if (!src.m_width || !src.m_height || !dst.m_width || !dst.m_height) return;
-    float sx, ox, sy, oy;
-    model::default_mapping(src.m_width, dst.m_width, sx, ox);
-    model::default_mapping(src.m_height, dst.m_height, sy, oy);
-    if (scales && offsets) {
-        sx = scales[0], sy = scales[1], ox = offsets[0], oy = offsets[1];
-    }
+    float sx = float(src.m_width) / float(dst.m_width), ox = model::default_offset(src.m_width, dst.m_width);
+    float sy = float(src.m_height) / float(dst.m_height), oy = model::default_offset(src.m_height, dst.m_height);
+    if (scales && offsets) sx = scales[0], sy = scales[1], ox = offsets[0], oy = offsets[1];
     const bool rx = model::remapped(sx, ox, src.m_width, dst.m_width);
     const bool ry = model::remapped(sy, oy, src.m_height, dst.m_height);
     if (!rx && !ry) {

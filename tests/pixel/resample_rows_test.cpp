@@ -16,20 +16,14 @@ using zav_test::guarded_image_t;
 // One row of `bytes` bytes at a 16-byte boundary or 5 past one, between guard bytes.
 guarded_image_t row_of(size_t bytes, bool aligned) { return guarded_image_t(1, bytes, ptrdiff_t(bytes), aligned ? 0 : 5); }
 
-guarded_image_t random_row(size_t bytes, bool aligned, std::mt19937& rng)
-{
-    guarded_image_t row = row_of(bytes, aligned);
-    row.fill_rows_random(rng);
-    return row;
-}
-
 class row_functions_match_reference_t : public testing::TestWithParam<int> {
 protected:
     bool src_aligned() const { return GetParam() & 1; }
     bool dst_aligned() const { return GetParam() & 2; }
     const rs::row_functions_t& simd() const { return rs::ssse3_row_functions(src_aligned(), dst_aligned()); }
     const rs::row_functions_t& ref() const { return rs::reference_row_functions(); }
-    guarded_image_t src_row(size_t bytes) { return random_row(bytes, src_aligned(), m_rng); }
+    guarded_image_t src_row(size_t bytes, bool aligned) { guarded_image_t r = row_of(bytes, aligned); r.fill_rows_random(m_rng); return r; }
+    guarded_image_t src_row(size_t bytes) { return src_row(bytes, src_aligned()); }
 
     // The vector output equals the reference output, and neither wrote past its row.
     static void expect_same(const guarded_image_t& got, const guarded_image_t& want)
@@ -66,71 +60,80 @@ TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_ro
             simd().m_p_halve(a.row(0), b.row(0), got.row(0), n);
             expect_same(got, want);
         }
+        // One band of five rows: each phase alone, then both at once, all against the single
+        // reference phase.
+        const guarded_image_t r[5] = {src_row(n), src_row(n), src_row(n), src_row(n), src_row(n)};
+        const uint8_t* const rows[5] = {r[0].row(0), r[1].row(0), r[2].row(0), r[3].row(0), r[4].row(0)};
+        guarded_image_t want[2] = {row_of(n, true), row_of(n, true)}, got[2] = {row_of(n, true), row_of(n, true)};
+        guarded_image_t pair[2] = {row_of(n, true), row_of(n, true)}, ref_pair[2] = {row_of(n, true), row_of(n, true)};
         for (uint32_t phase = 0; phase < 2; ++phase) {
-            const guarded_image_t r0 = src_row(n), r1 = src_row(n), r2 = src_row(n), r3 = src_row(n);
-            const uint8_t* const rows[4] = {r0.row(0), r1.row(0), r2.row(0), r3.row(0)};
-            guarded_image_t want = row_of(n, true), got = row_of(n, true);
-            ref().m_p_two_thirds_vertical(rows, phase, want.row(0), n);
-            simd().m_p_two_thirds_vertical(rows, phase, got.row(0), n);
-            expect_same(got, want);
+            ref().m_p_two_thirds_vertical(rows + phase, phase, want[phase].row(0), n);
+            simd().m_p_two_thirds_vertical(rows + phase, phase, got[phase].row(0), n);
         }
+        simd().m_p_two_thirds_vertical_pair(rows, pair[0].row(0), pair[1].row(0), n);
+        ref().m_p_two_thirds_vertical_pair(rows, ref_pair[0].row(0), ref_pair[1].row(0), n);
+        for (int i = 0; i < 2; ++i) expect_same(got[i], want[i]), expect_same(pair[i], want[i]), expect_same(ref_pair[i], want[i]);
         // The horizontal pass reads a row buffer whose edge pixels repeat 4 bytes either side.
         if (n % 4 || n < 8) continue;
         const uint32_t dst_bytes = uint32_t(2 * ((2 * (n / 2) / 3) & ~1u));
-        guarded_image_t src = random_row(n + 64, true, m_rng);
+        guarded_image_t src = src_row(n + 64, true);
         uint8_t* row = src.row(0) + 4;
         row[-4] = row[0], row[-3] = row[1], row[-2] = row[2], row[-1] = row[1];
         row[n] = row[n - 4], row[n + 1] = row[n - 1], row[n + 2] = row[n - 2], row[n + 3] = row[n - 1];
-        guarded_image_t want = row_of(dst_bytes, true), got = row_of(dst_bytes, dst_aligned());
-        ref().m_p_two_thirds_horizontal(row, n, want.row(0), dst_bytes);
-        simd().m_p_two_thirds_horizontal(row, n, got.row(0), dst_bytes);
-        expect_same(got, want);
+        guarded_image_t want_h = row_of(dst_bytes, true), got_h = row_of(dst_bytes, dst_aligned());
+        ref().m_p_two_thirds_horizontal(row, n, want_h.row(0), dst_bytes);
+        simd().m_p_two_thirds_horizontal(row, n, got_h.row(0), dst_bytes);
+        expect_same(got_h, want_h);
     }
 }
 
-rs::horizontal_map_t map_for(uint32_t ws, uint32_t wd, float scale, float offset)
-{
-    return {rs::to_fixed_16_16(offset), rs::to_fixed_16_16(scale), ws, wd, nullptr};
-}
-
-// A coefficient table built with the layout rule fed `rule_scale` (so that the general
-// layout can be forced onto any step).
-rs::coefficient_table_t table_for(rs::horizontal_map_t& map, float rule_scale,
-                                  std::vector<rs::coefficient_group_t>& groups)
-{
-    groups.resize(rs::coefficient_group_count(map.m_dst_width));
-    rs::coefficient_table_t table;
-    table.m_p_groups = groups.data();
-    rs::build_coefficient_table(map, rule_scale, table);
-    return table;
-}
-
-TEST_P(row_functions_match_reference_t, horizontal_in_both_table_layouts)
+// The horizontal pass in both table layouts, and for layout 0 the fused blend: the reference
+// blend then the reference horizontal pass.
+TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table_layouts)
 {
     const auto check = [this](uint32_t ws, uint32_t wd, float scale, float offset, float rule_scale, int layout) {
         SCOPED_TRACE(testing::Message() << ws << " -> " << wd << " rule scale " << rule_scale);
-        rs::horizontal_map_t map = map_for(ws, wd, scale, offset);
-        std::vector<rs::coefficient_group_t> groups;
-        const rs::coefficient_table_t table = table_for(map, rule_scale, groups);
+        rs::horizontal_map_t map{rs::to_fixed_16_16(offset), rs::to_fixed_16_16(scale), ws, wd, nullptr};
+        std::vector<rs::coefficient_group_t> groups(rs::coefficient_group_count(wd));
+        rs::coefficient_table_t table;
+        table.m_p_groups = groups.data();
+        rs::build_coefficient_table(map, rule_scale, table);
         map.m_p_table = &table;
         if (layout >= 0) {
             EXPECT_EQ(int(table.m_layout), layout);
         }
-        const guarded_image_t src = random_row(std::max<size_t>(2 * ws, table.m_read_end) + 16, true, m_rng);
-        guarded_image_t want = row_of(2 * wd, true), got = row_of(2 * wd, true);
+        const size_t read = std::max<size_t>(2 * ws, table.m_read_end) + 16;
+        const guarded_image_t src = src_row(read), bottom = src_row(read);
+        guarded_image_t want = row_of(2 * wd, true), got = row_of(2 * wd, dst_aligned());
         ref().m_p_horizontal(src.row(0), want.row(0), map);
         simd().m_p_horizontal(src.row(0), got.row(0), map);
         expect_same(got, want);
+        for (uint32_t f : {3u, 32u, 61u}) {
+            if (table.m_layout != 0) break;
+            guarded_image_t blended = row_of(read, true), fused = row_of(2 * wd, dst_aligned());
+            ref().m_p_blend_to_buffer(src.row(0), bottom.row(0), blended.row(0), uint32_t(read), f);
+            ref().m_p_horizontal(blended.row(0), want.row(0), map);
+            simd().m_p_blend_horizontal(src.row(0), bottom.row(0), f, fused.row(0), map);
+            expect_same(fused, want);
+        }
     };
-    const uint32_t pairs[][2] = {{2, 2},   {2, 6},   {4, 8},      {6, 16},     {8, 24},    {16, 10},     {20, 34},
-                                 {64, 66}, {100, 18}, {640, 640}, {1280, 1920}, {1920, 640}, {1920, 1366}, {7, 12},
-                                 {9, 6}};
-    for (const auto& p : pairs) {
-        const float scale = float(p[0]) / float(p[1]), offset = (float(p[0]) - float(p[1])) * 0.5f / float(p[1]);
-        check(p[0], p[1], scale, offset, scale, -1);
-        check(p[0], p[1], scale, offset, 3.0f, 1);  // the general layout forced onto the same step
+    // Default mappings with the layout the rule picks: upscales keep each group of 16
+    // destination bytes inside one 16-byte source span (0); a step near 1 spreads 8 pixels over
+    // more than 16 source bytes, and past 2.01 the general layout is used whatever the spans (1).
+    const int k_any = -1;
+    const struct {
+        uint32_t ws, wd;
+        int layout;
+    } cases[] = {{2, 2, k_any},     {2, 6, k_any},       {4, 8, k_any},       {6, 16, k_any},     {8, 24, k_any},
+                 {16, 10, k_any},   {20, 34, k_any},     {64, 66, k_any},     {100, 18, k_any},   {640, 640, k_any},
+                 {1280, 1920, 0},   {640, 1920, 0},      {2, 4, 0},           {1920, 1800, 1},    {1920, 640, 1},
+                 {8, 2, 1},         {1920, 1366, k_any}, {7, 12, k_any},      {9, 6, k_any}};
+    for (const auto& c : cases) {
+        const rs::axis_mapping_t m = rs::default_axis_mapping(c.ws, c.wd);
+        check(c.ws, c.wd, m.m_scale, m.m_offset, m.m_scale, c.layout);
+        check(c.ws, c.wd, m.m_scale, m.m_offset, 3.0f, 1);  // the general layout forced onto the same step
     }
-    check(64, 40, -1.5f, 60.0f, 1.5f, -1);
+    check(64, 40, -1.5f, 60.0f, 1.5f, k_any);
     check(64, 40, 0.0f, 20.3f, 0.0f, 0);
 }
 
@@ -139,44 +142,5 @@ INSTANTIATE_TEST_SUITE_P(alignments, row_functions_match_reference_t, testing::R
                              return std::string(p.param & 1 ? "src_aligned" : "src_unaligned") +
                                     (p.param & 2 ? "_dst_aligned" : "_dst_unaligned");
                          });
-
-TEST(resample_coefficients, layout_follows_the_step_and_the_span_of_each_group)
-{
-    const struct {
-        uint32_t ws, wd;
-        int layout;
-    } cases[] = {
-        // Upscales keep each group of 16 destination bytes inside one 16-byte source span.
-        {1280, 1920, 0}, {640, 1920, 0}, {2, 4, 0},
-        // A step near 1 spreads 8 destination pixels over more than 16 source bytes; past 2.01
-        // the general layout is used whatever the spans.
-        {1920, 1800, 1}, {1920, 640, 1}, {8, 2, 1},
-    };
-    for (const auto& c : cases) {
-        const rs::axis_mapping_t m = rs::default_axis_mapping(c.ws, c.wd);
-        rs::horizontal_map_t map = map_for(c.ws, c.wd, m.m_scale, m.m_offset);
-        std::vector<rs::coefficient_group_t> groups;
-        EXPECT_EQ(table_for(map, m.m_scale, groups).m_layout, c.layout) << c.ws << " -> " << c.wd;
-    }
-}
-
-TEST(resample_coefficients, every_weight_pair_sums_to_64_and_taps_are_neighbours)
-{
-    const uint32_t cases[][2] = {{1280, 1920}, {1920, 640}, {37, 5}, {6, 100}};
-    for (const auto& c : cases) {
-        const rs::axis_mapping_t m = rs::default_axis_mapping(c[0], c[1]);
-        const rs::horizontal_map_t map = map_for(c[0], c[1], m.m_scale, m.m_offset);
-        for (uint32_t j = 0; j < 2 * c[1]; ++j) {
-            const rs::tap_t t = rs::horizontal_tap(map, j);
-            ASSERT_LT(t.m_phase, 64u);
-            // Luma neighbours are 2 bytes apart, chroma neighbours (same kind, next pair) 4.
-            ASSERT_EQ(t.m_second - t.m_first, (j & 1) ? 2u : 4u);
-            ASSERT_EQ(t.m_first % 2, j % 2);
-            if (j & 1) {
-                ASSERT_LT(t.m_second, 2 * c[0]);
-            }
-        }
-    }
-}
 
 }  // namespace
