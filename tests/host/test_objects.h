@@ -1,5 +1,4 @@
-// Objects for the object-base tests: a published-object class whose scope and id a test can
-// choose, and shorthands for property addresses and expected log lines.
+// A published-object class whose scope and id a test can choose, and address shorthands.
 #ifndef ZAV_TESTS_HOST_TEST_OBJECTS_H
 #define ZAV_TESTS_HOST_TEST_OBJECTS_H
 
@@ -18,15 +17,10 @@ using lines_t = std::vector<std::string>;
 
 class test_object_t : public cmio_object_t {
 public:
-    test_object_t(CMIOClassID class_id, cmio_object_t* owner,
-                  CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal)
-        : cmio_object_t(class_id, owner), m_scope(scope)
-    {
-    }
+    test_object_t(CMIOClassID class_id, cmio_object_t* owner, CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal)
+        : cmio_object_t(class_id, owner), m_scope(scope) {}
     test_object_t(CMIOClassID class_id, CMIOHardwarePlugInRef plugin_ref)
-        : cmio_object_t(class_id, plugin_ref), m_scope(kCMIOObjectPropertyScopeGlobal)
-    {
-    }
+        : cmio_object_t(class_id, plugin_ref), m_scope(kCMIOObjectPropertyScopeGlobal) {}
 
     CMIOObjectPropertyScope get_scope() const override { return m_scope; }
     // Stands in for the host's id assignment where the host is not what is tested.
@@ -41,11 +35,10 @@ private:
     const CMIOObjectPropertyScope m_scope;
 };
 
-// Element 0 is the main element.
 inline CMIOObjectPropertyAddress address_of(CMIOObjectPropertySelector selector,
                                             CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal)
 {
-    return CMIOObjectPropertyAddress{selector, scope, 0};
+    return CMIOObjectPropertyAddress{selector, scope, 0};  // element 0 is the main element
 }
 
 // Any distinct address serves as the plug-in reference: objects only pass it to the host.

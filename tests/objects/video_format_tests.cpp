@@ -1,5 +1,5 @@
-// The video format record: its three vocabularies, its ownership of the format description,
-// adoption of a client's description and the two ways of setting the rate.
+// The video format record: its mappings, its ownership of the format description, adoption of a
+// client's description and the two ways of setting the rate.
 #include "objects/video_format.h"
 
 #include "cf_leak_fixture.h"
@@ -12,63 +12,53 @@
 
 #include <cmath>
 #include <limits>
-#include <string>
-#include <vector>
+#include <tuple>
 
 namespace {
 
 using Drivers::Mac::ZAV::VirtualCamera::video_format_t;
 using zav_test::log_messages;
 using lines_t = std::vector<std::string>;
+using fields_t = std::tuple<ZAVlib_FourCC_video_type_e, int, int, int, int, double>;
+using description_t = std::tuple<CMMediaType, FourCharCode, int32_t, int32_t>;
 namespace probe = zav_platform::probe;
 
 constexpr auto k_uyvy = ZAVlib_FourCC_video_type_UYVY;
 constexpr auto k_bgrx = ZAVlib_FourCC_video_type_BGRX;
 
-class video_format_test : public zav_test::cf_leak_fixture_t {
-protected:
-    // A new video description that the caller releases.
-    static CMFormatDescriptionRef make_description(FourCharCode codec, int32_t width, int32_t height)
-    {
-        CMVideoFormatDescriptionRef description = nullptr;
-        EXPECT_EQ(CMVideoFormatDescriptionCreate(kCFAllocatorDefault, codec, width, height, nullptr, &description), 0);
-        return description;
-    }
+fields_t fields(const video_format_t& f)
+{
+    return {f.get_fourcc_zav(), f.get_xres(), f.get_yres(), f.get_fr_num(), f.get_fr_den(), f.get_frame_rate()};
+}
 
-    static void expect_fields(const video_format_t& format, ZAVlib_FourCC_video_type_e fourcc, int xres, int yres,
-                              int fr_num, int fr_den, double rate)
-    {
-        EXPECT_EQ(format.get_fourcc_zav(), fourcc);
-        EXPECT_EQ(format.get_xres(), xres);
-        EXPECT_EQ(format.get_yres(), yres);
-        EXPECT_EQ(format.get_fr_num(), fr_num);
-        EXPECT_EQ(format.get_fr_den(), fr_den);
-        EXPECT_EQ(format.get_frame_rate(), rate);
-    }
+description_t description(const video_format_t& format)
+{
+    const CMVideoDimensions size = CMVideoFormatDescriptionGetDimensions(format.get_ref());
+    return {CMFormatDescriptionGetMediaType(format.get_ref()), CMFormatDescriptionGetMediaSubType(format.get_ref()),
+            size.width, size.height};
+}
 
-    static void expect_description(const video_format_t& format, FourCharCode codec, int32_t width, int32_t height)
-    {
-        ASSERT_NE(format.get_ref(), nullptr);
-        EXPECT_EQ(CMFormatDescriptionGetMediaType(format.get_ref()), kCMMediaType_Video);
-        EXPECT_EQ(CMFormatDescriptionGetMediaSubType(format.get_ref()), codec);
-        const CMVideoDimensions dimensions = CMVideoFormatDescriptionGetDimensions(format.get_ref());
-        EXPECT_EQ(dimensions.width, width);
-        EXPECT_EQ(dimensions.height, height);
-    }
-};
+// A new video description that the caller releases.
+CMFormatDescriptionRef make_description(FourCharCode codec, int32_t width, int32_t height)
+{
+    CMVideoFormatDescriptionRef description = nullptr;
+    EXPECT_EQ(CMVideoFormatDescriptionCreate(kCFAllocatorDefault, codec, width, height, nullptr, &description), 0);
+    return description;
+}
+
+class video_format_test : public zav_test::cf_leak_fixture_t {};
 
 TEST_F(video_format_test, layouts_map_to_pixel_formats_and_receive_colours)
 {
-    const video_format_t uyvy(k_uyvy, 1280, 720, 30000, 1000);
-    expect_fields(uyvy, k_uyvy, 1280, 720, 30000, 1000, 30.0);
+    const video_format_t uyvy(k_uyvy, 1280, 720, 30000, 1000), bgrx(k_bgrx, 64, 48, 25, 1);
+    EXPECT_EQ(fields(uyvy), fields_t(k_uyvy, 1280, 720, 30000, 1000, 30.0));
     EXPECT_EQ(uyvy.get_fourcc_cm(), kCVPixelFormatType_422YpCbCr8);
     EXPECT_EQ(uyvy.get_recv_color_zav(), ZAVlib_recv_color_format_e(1));
-    expect_description(uyvy, kCVPixelFormatType_422YpCbCr8, 1280, 720);
+    EXPECT_EQ(description(uyvy), description_t(kCMMediaType_Video, kCVPixelFormatType_422YpCbCr8, 1280, 720));
     EXPECT_EQ(CFGetRetainCount(uyvy.get_ref()), 1);
-    const video_format_t bgrx(k_bgrx, 64, 48, 25, 1);
     EXPECT_EQ(bgrx.get_fourcc_cm(), kCVPixelFormatType_32BGRA);
     EXPECT_EQ(bgrx.get_recv_color_zav(), ZAVlib_recv_color_format_e(0));
-    expect_description(bgrx, kCVPixelFormatType_32BGRA, 64, 48);
+    EXPECT_EQ(description(bgrx), description_t(kCMMediaType_Video, kCVPixelFormatType_32BGRA, 64, 48));
     EXPECT_EQ(objects_created_since_start(), 2) << "one description each";
     EXPECT_TRUE(log_messages().empty());
 
@@ -85,21 +75,6 @@ TEST_F(video_format_test, layouts_map_to_pixel_formats_and_receive_colours)
     }
 }
 
-TEST_F(video_format_test, records_without_a_description)
-{
-    const video_format_t by_default;
-    expect_fields(by_default, k_uyvy, 1280, 720, 30000, 1000, 30.0);
-    EXPECT_EQ(by_default.get_ref(), nullptr);
-    EXPECT_EQ(objects_created_since_start(), 0);
-
-    probe::set_failure(probe::failing_call_t::format_description_create, kCMFormatDescriptionError_AllocationFailed);
-    const video_format_t refused(k_bgrx, 640, 480, 30, 0);
-    EXPECT_EQ(refused.get_ref(), nullptr);
-    expect_fields(refused, k_bgrx, 640, 480, 30, 0, 0.0);  // a zero denominator is a zero rate
-    const video_format_t copy(refused);
-    EXPECT_EQ(copy.get_ref(), nullptr);
-}
-
 TEST_F(video_format_test, copies_share_the_description_with_one_retain_each)
 {
     const video_format_t source(k_uyvy, 1920, 1080, 30000, 1001);
@@ -107,18 +82,26 @@ TEST_F(video_format_test, copies_share_the_description_with_one_retain_each)
         video_format_t target(k_bgrx, 640, 480, 25, 1);
         target = source;
         EXPECT_EQ(objects_created_since_start(), 1) << "the replaced description is gone";
-        EXPECT_TRUE(target == source);
         EXPECT_EQ(target.get_ref(), source.get_ref());
-        expect_fields(target, k_uyvy, 1920, 1080, 30000, 1001, 30000.0 / 1001.0);
+        EXPECT_EQ(fields(target), fields(source));
         const video_format_t constructed(source);
-        EXPECT_TRUE(constructed == source);
         EXPECT_EQ(CFGetRetainCount(source.get_ref()), 3);
         video_format_t& alias = target;
         target = alias;
         EXPECT_EQ(CFGetRetainCount(source.get_ref()), 3) << "self-assignment";
-        expect_description(target, kCVPixelFormatType_422YpCbCr8, 1920, 1080);
+        EXPECT_EQ(description(target), description_t(kCMMediaType_Video, kCVPixelFormatType_422YpCbCr8, 1920, 1080));
     }
     EXPECT_EQ(CFGetRetainCount(source.get_ref()), 1);
+
+    // Without a description (by default, or refused by the host) copies have none either.
+    const video_format_t by_default;
+    EXPECT_EQ(fields(by_default), fields_t(k_uyvy, 1280, 720, 30000, 1000, 30.0));
+    EXPECT_EQ(by_default.get_ref(), nullptr);
+    probe::set_failure(probe::failing_call_t::format_description_create, kCMFormatDescriptionError_AllocationFailed);
+    const video_format_t refused(k_bgrx, 640, 480, 30, 0);
+    EXPECT_EQ(fields(refused), fields_t(k_bgrx, 640, 480, 30, 0, 0.0)) << "a zero denominator is a zero rate";
+    EXPECT_EQ(video_format_t(refused).get_ref(), nullptr);
+    EXPECT_EQ(objects_created_since_start(), 1);
 }
 
 TEST_F(video_format_test, equality_compares_rates_as_fractions_and_descriptions)
@@ -128,7 +111,6 @@ TEST_F(video_format_test, equality_compares_rates_as_fractions_and_descriptions)
         video_format_t a, b;
         bool equal;
     } cases[] = {
-        {"same values", {k_uyvy, 1280, 720, 30000, 1000}, {k_uyvy, 1280, 720, 30000, 1000}, true},
         {"equal fractions", {k_uyvy, 1280, 720, 30000, 1000}, {k_uyvy, 1280, 720, 30, 1}, true},
         {"ntsc rate against whole rate", {k_uyvy, 1280, 720, 30000, 1001}, {k_uyvy, 1280, 720, 30000, 1000}, false},
         {"other size", {k_uyvy, 1280, 720, 30, 1}, {k_uyvy, 1920, 1080, 30, 1}, false},
@@ -157,16 +139,15 @@ TEST_F(video_format_test, update_adopts_a_bgra_or_2vuy_description_and_keeps_the
     video_format_t format(k_uyvy, 1280, 720, 30000, 1001);
     CMFormatDescriptionRef bgra = make_description(kCVPixelFormatType_32BGRA, 640, 480);
     ASSERT_TRUE(format.update(bgra));
-    expect_fields(format, k_bgrx, 640, 480, 30000, 1001, 30000.0 / 1001.0);
+    EXPECT_EQ(fields(format), fields_t(k_bgrx, 640, 480, 30000, 1001, 30000.0 / 1001.0));
     EXPECT_EQ(format.get_ref(), bgra);
     EXPECT_EQ(CFGetRetainCount(bgra), 2);
     EXPECT_EQ(objects_created_since_start(), 1) << "the constructor's description is released";
 
     CMFormatDescriptionRef uyvy = make_description(kCVPixelFormatType_422YpCbCr8, 3840, 2160);
     ASSERT_TRUE(format.update(uyvy));
-    expect_fields(format, k_uyvy, 3840, 2160, 30000, 1001, 30000.0 / 1001.0);
+    EXPECT_EQ(fields(format), fields_t(k_uyvy, 3840, 2160, 30000, 1001, 30000.0 / 1001.0));
     EXPECT_EQ(CFGetRetainCount(bgra), 1);
-    EXPECT_EQ(CFGetRetainCount(uyvy), 2);
     ASSERT_TRUE(format.update(uyvy));
     EXPECT_EQ(CFGetRetainCount(uyvy), 2) << "adopting the description it holds keeps one retain";
     CFRelease(bgra);
@@ -178,16 +159,14 @@ TEST_F(video_format_test, refused_updates_leave_the_record_unchanged)
 {
     CMFormatDescriptionRef audio = nullptr;
     ASSERT_EQ(CMFormatDescriptionCreate(kCFAllocatorDefault, kCMMediaType_Audio, 'lpcm', nullptr, &audio), 0);
-    CMFormatDescriptionRef yuvs = make_description(kCVPixelFormatType_422YpCbCr8_yuvs, 640, 480);
-    CMFormatDescriptionRef argb = make_description(kCVPixelFormatType_32ARGB, 640, 480);
     const struct {
         CMFormatDescriptionRef description;
         const char* line;
     } cases[] = {
         {nullptr, "video_format::update null format"},
         {audio, "video_format::update not a video format"},
-        {yuvs, "video_format::update not supported colorspace"},
-        {argb, "video_format::update not supported colorspace"},
+        {make_description(kCVPixelFormatType_422YpCbCr8_yuvs, 640, 480), "video_format::update not supported colorspace"},
+        {make_description(kCVPixelFormatType_32ARGB, 640, 480), "video_format::update not supported colorspace"},
     };
     video_format_t format(k_uyvy, 1280, 720, 60000, 1001);
     const CMFormatDescriptionRef original = format.get_ref();
@@ -196,16 +175,14 @@ TEST_F(video_format_test, refused_updates_leave_the_record_unchanged)
         zav_test::clear_log();
         EXPECT_FALSE(format.update(c.description));
         EXPECT_EQ(log_messages(), lines_t{c.line});
-        expect_fields(format, k_uyvy, 1280, 720, 60000, 1001, 60000.0 / 1001.0);
+        EXPECT_EQ(fields(format), fields_t(k_uyvy, 1280, 720, 60000, 1001, 60000.0 / 1001.0));
         EXPECT_EQ(format.get_ref(), original);
         if (c.description != nullptr) {
             EXPECT_EQ(CFGetRetainCount(c.description), 1) << "not retained";
+            CFRelease(c.description);
         }
     }
     EXPECT_EQ(CFGetRetainCount(original), 1);
-    CFRelease(audio);
-    CFRelease(yuvs);
-    CFRelease(argb);
 }
 
 TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator)
@@ -214,14 +191,14 @@ TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator)
     const CMFormatDescriptionRef description = format.get_ref();
     EXPECT_FALSE(format.set_frame_rate(0, 0));
     EXPECT_FALSE(format.set_frame_rate(25, 0));
-    expect_fields(format, k_uyvy, 1280, 720, 30000, 1000, 30.0);
+    EXPECT_EQ(fields(format), fields_t(k_uyvy, 1280, 720, 30000, 1000, 30.0));
     const struct {
         int num, den;
         double rate;
     } cases[] = {{25, 1, 25.0}, {30000, 1001, 30000.0 / 1001.0}, {0, 1, 0.0}, {-60, 1, -60.0}, {1, 3, 1.0 / 3.0}};
     for (const auto& c : cases) {
         EXPECT_TRUE(format.set_frame_rate(c.num, c.den));
-        expect_fields(format, k_uyvy, 1280, 720, c.num, c.den, c.rate);
+        EXPECT_EQ(fields(format), fields_t(k_uyvy, 1280, 720, c.num, c.den, c.rate));
     }
     EXPECT_EQ(format.get_ref(), description) << "the description carries no rate";
 }
@@ -250,11 +227,8 @@ TEST_F(video_format_test, rate_from_a_double_keeps_it_and_derives_a_fraction_ove
         EXPECT_TRUE(format.set_frame_rate(c.rate));
         EXPECT_EQ(format.get_fr_num(), c.num);
         EXPECT_EQ(format.get_fr_den(), c.den);
-        if (std::isnan(c.rate)) {
-            EXPECT_TRUE(std::isnan(format.get_frame_rate()));
-        } else {
-            EXPECT_EQ(format.get_frame_rate(), c.rate) << "kept exactly as given";
-        }
+        // Kept exactly as given.
+        EXPECT_TRUE(std::isnan(c.rate) ? std::isnan(format.get_frame_rate()) : format.get_frame_rate() == c.rate);
     }
 }
 

@@ -1,6 +1,5 @@
 #include "syslog_capture.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -55,12 +54,6 @@ std::vector<std::string> log_messages()
     return messages;
 }
 
-std::size_t count_messages(const std::string& message)
-{
-    const std::vector<std::string> messages = log_messages();
-    return std::size_t(std::count(messages.begin(), messages.end(), message));
-}
-
 void clear_log()
 {
     std::lock_guard<std::mutex> lock(store().m_mutex);
@@ -71,9 +64,9 @@ void clear_log()
 
 // Replaces the C library's syslog for the whole test process; with _FORTIFY_SOURCE glibc
 // compiles syslog calls as calls to the checked variant, so that one is replaced too.
-#define ZAV_RECORD_SYSLOG(priority, format)   \
-    va_list args;                             \
-    va_start(args, format);                   \
+#define ZAV_RECORD_SYSLOG(priority, format) \
+    va_list args;                           \
+    va_start(args, format);                 \
     zav_test::record(priority, format, args); \
     va_end(args)
 extern "C" void syslog(int priority, const char* format, ...) { ZAV_RECORD_SYSLOG(priority, format); }

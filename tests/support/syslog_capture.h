@@ -16,7 +16,6 @@ struct log_line_t {
 std::vector<log_line_t> log_lines();  // since the last clear_log, in the order written
 // Each line without its "[token pid : thread] " prefix and final newline (whole if not so shaped).
 std::vector<std::string> log_messages();
-std::size_t count_messages(const std::string& message);
 void clear_log();
 
 }  // namespace zav_test
