@@ -1,12 +1,6 @@
 // Objects in the host: creation, publishing, withdrawal, change notices, and the refusals of an
 // object that is not published.
-#include "cf_leak_fixture.h"
-#include "syslog_capture.h"
 #include "test_objects.h"
-
-#include <zav_platform/probe.h>
-
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <memory>

@@ -4,18 +4,14 @@
 #include "host/zav_log.h"
 
 #include "cf_leak_fixture.h"
-#include "syslog_capture.h"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <unistd.h>
 
 #include <cstdarg>
 #include <cstdio>
 #include <set>
-#include <string>
 #include <thread>
-#include <vector>
 
 using namespace Drivers::Mac::ZAV;
 

@@ -1,11 +1,7 @@
 // The properties every object answers through the base hooks, and the size rules they follow.
 #include "host/string_utils.h"
 
-#include "cf_leak_fixture.h"
-#include "syslog_capture.h"
 #include "test_objects.h"
-
-#include <gtest/gtest.h>
 
 #include <cstring>
 

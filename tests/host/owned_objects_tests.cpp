@@ -1,10 +1,6 @@
 // The ownership tree built by construction and the owned-objects answer with its scope and
 // class filters.
-#include "cf_leak_fixture.h"
-#include "syslog_capture.h"
 #include "test_objects.h"
-
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <memory>
@@ -36,22 +32,6 @@ protected:
     }
 };
 
-TEST_F(owned_objects_test, children_join_in_construction_order_and_leave_on_destruction)
-{
-    auto first = std::make_unique<test_object_t>('astr', &m_device);
-    auto second = std::make_unique<test_object_t>('actl', &m_device);
-    auto third = std::make_unique<test_object_t>('astr', &m_device);
-    EXPECT_EQ(m_device.owned_objects(), (std::list<base_t*>{first.get(), second.get(), third.get()}));
-    EXPECT_EQ(first->get_owner(), &m_device);
-    EXPECT_EQ(first->get_plugin_ref(), fake_plugin_ref()) << "the plug-in reference comes from the owner";
-    second.reset();
-    EXPECT_EQ(m_device.owned_objects(), (std::list<base_t*>{first.get(), third.get()}));
-    first.reset();
-    third.reset();
-    EXPECT_EQ(owned_size(kCMIOObjectPropertyScopeGlobal), 0u);
-    EXPECT_TRUE(log_messages().empty()) << "no children, no lines";
-}
-
 TEST_F(owned_objects_test, fetch_with_a_buffer_stops_at_the_first_match_without_storing)
 {
     // Kept as the walk has always behaved: the capacity test is reversed, so a fetch never
@@ -65,13 +45,11 @@ TEST_F(owned_objects_test, fetch_with_a_buffer_stops_at_the_first_match_without_
         CMIOObjectID ids[16];
         std::fill(std::begin(ids), std::end(ids), 0xEEEEEEEE);
         UInt32 used = 0xFFFFFFFF;
-        EXPECT_EQ(m_device.get_property(address_of(kCMIOObjectPropertyOwnedObjects), 0, nullptr, buffer_size, &used,
-                                        ids),
-                  0);
+        const auto address = address_of(kCMIOObjectPropertyOwnedObjects);
+        EXPECT_EQ(m_device.get_property(address, 0, nullptr, buffer_size, &used, ids), 0);
         EXPECT_EQ(used, 0u);
         EXPECT_EQ(ids[0], 0xEEEEEEEE);
-        EXPECT_EQ(log_messages(), (lines_t{k_called, "get_property for kCMIOObjectPropertyOwnedObjects insufficient "
-                                                     "capacity"}));
+        EXPECT_EQ(log_messages(), (lines_t{k_called, "get_property for kCMIOObjectPropertyOwnedObjects insufficient capacity"}));
     }
 }
 
@@ -132,11 +110,18 @@ TEST_F(owned_objects_test, class_filter_tries_each_entry_until_one_matches)
     EXPECT_TRUE(m_device.unpublish());
 }
 
-TEST_F(owned_objects_test, find_object_searches_depth_first_in_list_order)
+TEST_F(owned_objects_test, children_join_in_order_leave_on_destruction_and_are_found_depth_first)
 {
     test_object_t stream(kCMIOStreamClassID, &m_device);
+    auto control = std::make_unique<test_object_t>(kCMIOControlClassID, &m_device);
     test_object_t control_of_stream(kCMIOControlClassID, &stream);
     test_object_t second_stream(kCMIOStreamClassID, &m_device);
+    EXPECT_EQ(m_device.owned_objects(), (std::list<base_t*>{&stream, control.get(), &second_stream}));
+    EXPECT_EQ(control_of_stream.get_owner(), &stream);
+    EXPECT_EQ(control_of_stream.get_plugin_ref(), fake_plugin_ref()) << "the plug-in reference comes from the owner";
+    control.reset();
+    EXPECT_EQ(m_device.owned_objects(), (std::list<base_t*>{&stream, &second_stream}));
+
     m_device.set_object_id(10);
     stream.set_object_id(11);
     control_of_stream.set_object_id(12);

@@ -4,6 +4,8 @@
 
 #include "host/cmio_object.h"
 
+#include "cf_leak_fixture.h"
+
 #include <list>
 #include <string>
 #include <vector>

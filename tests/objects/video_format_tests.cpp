@@ -3,12 +3,8 @@
 #include "objects/video_format.h"
 
 #include "cf_leak_fixture.h"
-#include "syslog_capture.h"
-
-#include <zav_platform/probe.h>
 
 #include <CoreVideo/CoreVideo.h>
-#include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>

@@ -3,17 +3,41 @@
 #ifndef ZAV_TESTS_SUPPORT_CF_LEAK_FIXTURE_H
 #define ZAV_TESTS_SUPPORT_CF_LEAK_FIXTURE_H
 
+#include "syslog_capture.h"
+
+#include <zav_platform/probe.h>
+
 #include <gtest/gtest.h>
 
-#include <cstddef>
+#include <sstream>
 
 namespace zav_test {
 
 class cf_leak_fixture_t : public ::testing::Test {
 protected:
-    void SetUp() override;
-    void TearDown() override;
-    std::ptrdiff_t objects_created_since_start() const;  // alive now beyond those alive at start
+    void SetUp() override
+    {
+        zav_platform::probe::clear_failures();
+        zav_platform::probe::clear_records();
+        clear_log();
+        m_live_at_start = zav_platform::probe::live_object_count();
+    }
+    void TearDown() override
+    {
+        zav_platform::probe::clear_failures();
+        if (objects_created_since_start() == 0)
+            return;
+        std::ostringstream types;
+        for (const auto& [name, count] : zav_platform::probe::live_objects_by_type())
+            types << ' ' << name << '=' << count;
+        ADD_FAILURE() << "Core Foundation objects alive after the test: " << objects_created_since_start()
+                      << " beyond those at start; by type:" << types.str();
+    }
+    // Alive now beyond those alive at start.
+    std::ptrdiff_t objects_created_since_start() const
+    {
+        return std::ptrdiff_t(zav_platform::probe::live_object_count()) - std::ptrdiff_t(m_live_at_start);
+    }
 
 private:
     std::size_t m_live_at_start = 0;
