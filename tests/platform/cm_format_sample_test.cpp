@@ -24,10 +24,10 @@ CVPixelBufferRef pixels(size_t width, size_t height, OSType format = kCVPixelFor
 using cm_format_description = platform_test_t;
 
 TEST_F(cm_format_description, equality_table) {
-    const void* key[] = {kCMFormatDescriptionExtension_ColorPrimaries};
-    const void* value[] = {kCVImageBufferColorPrimaries_ITU_R_709_2};
-    CFDictionaryRef primaries = make_dictionary(key, value, 1);
-    CFDictionaryRef same_primaries = make_dictionary(key, value, 1);
+    CFDictionaryRef primaries =
+        make_dictionary(kCMFormatDescriptionExtension_ColorPrimaries, kCVImageBufferColorPrimaries_ITU_R_709_2);
+    CFDictionaryRef same_primaries =
+        make_dictionary(kCMFormatDescriptionExtension_ColorPrimaries, kCVImageBufferColorPrimaries_ITU_R_709_2);
     CFDictionaryRef empty = make_dictionary(nullptr, nullptr, 0);
     const CMVideoCodecType yuv = kCMPixelFormat_422YpCbCr8;
     const struct {
@@ -43,16 +43,16 @@ TEST_F(cm_format_description, equality_table) {
         {video(yuv, 640, 480, empty), video(yuv, 640, 480), true},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) {
-        EXPECT_EQ(CMFormatDescriptionEqual(cases[i].m_a, cases[i].m_b) != 0, cases[i].m_equal) << "case " << i;
-        EXPECT_EQ(CMFormatDescriptionEqual(cases[i].m_b, cases[i].m_a) != 0, cases[i].m_equal) << "case " << i;
-        EXPECT_EQ(CFEqual(cases[i].m_a, cases[i].m_b) != 0, cases[i].m_equal) << "case " << i;
-        CFRelease(cases[i].m_a);
-        CFRelease(cases[i].m_b);
+        SCOPED_TRACE(i);
+        EXPECT_EQ(CMFormatDescriptionEqual(cases[i].m_a, cases[i].m_b) != 0, cases[i].m_equal);
+        EXPECT_EQ(CMFormatDescriptionEqual(cases[i].m_b, cases[i].m_a) != 0, cases[i].m_equal);
+        EXPECT_EQ(CFEqual(cases[i].m_a, cases[i].m_b) != 0, cases[i].m_equal);
+        release({cases[i].m_a, cases[i].m_b});
     }
-    for (CFDictionaryRef made : {primaries, same_primaries, empty}) CFRelease(made);
+    release({primaries, same_primaries, empty});
 }
 
-TEST_F(cm_format_description, accessors_and_extension_copy) {
+TEST_F(cm_format_description, accessors_copied_extensions_image_buffers_and_audio) {
     CFMutableDictionaryRef extensions =
         CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
     CFDictionarySetValue(extensions, kCMFormatDescriptionExtension_FormatName, CFSTR("Component Y'CbCr"));
@@ -62,31 +62,36 @@ TEST_F(cm_format_description, accessors_and_extension_copy) {
     EXPECT_EQ(CMFormatDescriptionGetMediaType(description), static_cast<CMMediaType>(kCMMediaType_Video));
     EXPECT_EQ(CMFormatDescriptionGetMediaSubType(description), static_cast<FourCharCode>(kCVPixelFormatType_422YpCbCr8));
     const CMVideoDimensions dimensions = CMVideoFormatDescriptionGetDimensions(description);
-    EXPECT_EQ(dimensions.width, 1280);
-    EXPECT_EQ(dimensions.height, 720);
+    EXPECT_TRUE(dimensions.width == 1280 && dimensions.height == 720);
     EXPECT_EQ(CFDictionaryGetCount(CMFormatDescriptionGetExtensions(description)), 1);
     EXPECT_TRUE(CFEqual(CMFormatDescriptionGetExtension(description, kCMFormatDescriptionExtension_FormatName),
                         CFSTR("Component Y'CbCr")));
-    EXPECT_EQ(CFGetTypeID(description), CMFormatDescriptionGetTypeID());
-    CFRelease(description);
-    CFRelease(extensions);
-}
+    release({description, extensions});
 
-TEST_F(cm_format_description, from_image_buffer_matches_a_plain_description) {
+    // From an image buffer: equal to a plain description until a propagated attachment of the
+    // buffer becomes an extension.
     CVPixelBufferRef buffer = pixels(33, 17, kCVPixelFormatType_422YpCbCr8);
-    CMVideoFormatDescriptionRef from_buffer = nullptr;
+    CMVideoFormatDescriptionRef from_buffer = nullptr, with_matrix = nullptr;
     ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &from_buffer), noErr);
     CMVideoFormatDescriptionRef plain = video(kCMPixelFormat_422YpCbCr8, 33, 17);
     EXPECT_TRUE(CMFormatDescriptionEqual(from_buffer, plain));
     EXPECT_TRUE(CMVideoFormatDescriptionMatchesImageBuffer(plain, buffer));
-    // A propagated attachment of the buffer becomes an extension and breaks equality.
     CVBufferSetAttachment(buffer, kCVImageBufferYCbCrMatrixKey, kCVImageBufferYCbCrMatrix_ITU_R_709_2,
                           kCVAttachmentMode_ShouldPropagate);
-    CMVideoFormatDescriptionRef with_matrix = nullptr;
     ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &with_matrix), noErr);
     EXPECT_FALSE(CMFormatDescriptionEqual(with_matrix, plain));
-    for (CFTypeRef made : {CFTypeRef(with_matrix), CFTypeRef(plain), CFTypeRef(from_buffer), CFTypeRef(buffer)})
-        CFRelease(made);
+    release({with_matrix, plain, from_buffer, buffer});
+
+    AudioStreamBasicDescription asbd{48000, kAudioFormatLinearPCM, kAudioFormatFlagsNativeFloatPacked, 8, 1, 8, 2, 32,
+                                     0};
+    CMAudioFormatDescriptionRef a = nullptr, b = nullptr;
+    ASSERT_EQ(CMAudioFormatDescriptionCreate(nullptr, &asbd, 0, nullptr, 0, nullptr, nullptr, &a), noErr);
+    asbd.mSampleRate = 44100;
+    ASSERT_EQ(CMAudioFormatDescriptionCreate(nullptr, &asbd, 0, nullptr, 0, nullptr, nullptr, &b), noErr);
+    EXPECT_EQ(CMFormatDescriptionGetMediaType(a), static_cast<CMMediaType>(kCMMediaType_Audio));
+    EXPECT_EQ(CMAudioFormatDescriptionGetStreamBasicDescription(a)->mSampleRate, 48000);
+    EXPECT_FALSE(CMFormatDescriptionEqual(a, b));
+    release({a, b});
 }
 
 TEST_F(cm_format_description, failure_switch_and_bad_arguments) {
@@ -107,22 +112,6 @@ TEST_F(cm_format_description, failure_switch_and_bad_arguments) {
     CFRelease(buffer);
 }
 
-TEST_F(cm_format_description, audio_description_keeps_its_stream_format) {
-    AudioStreamBasicDescription asbd{48000, kAudioFormatLinearPCM, kAudioFormatFlagsNativeFloatPacked, 8, 1, 8, 2, 32,
-                                     0};
-    CMAudioFormatDescriptionRef a = nullptr;
-    CMAudioFormatDescriptionRef b = nullptr;
-    ASSERT_EQ(CMAudioFormatDescriptionCreate(nullptr, &asbd, 0, nullptr, 0, nullptr, nullptr, &a), noErr);
-    asbd.mSampleRate = 44100;
-    ASSERT_EQ(CMAudioFormatDescriptionCreate(nullptr, &asbd, 0, nullptr, 0, nullptr, nullptr, &b), noErr);
-    EXPECT_EQ(CMFormatDescriptionGetMediaType(a), static_cast<CMMediaType>(kCMMediaType_Audio));
-    EXPECT_EQ(CMFormatDescriptionGetMediaSubType(a), static_cast<FourCharCode>(kAudioFormatLinearPCM));
-    EXPECT_EQ(CMAudioFormatDescriptionGetStreamBasicDescription(a)->mSampleRate, 48000);
-    EXPECT_FALSE(CMFormatDescriptionEqual(a, b));
-    CFRelease(a);
-    CFRelease(b);
-}
-
 class cm_sample_buffer : public platform_test_t {
 protected:
     void SetUp() override {
@@ -131,80 +120,73 @@ protected:
         ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, m_image, &m_description), noErr);
     }
     void TearDown() override {
-        CFRelease(m_description);
-        CFRelease(m_image);
+        release({m_description, m_image});
         platform_test_t::TearDown();
     }
     CVPixelBufferRef m_image = nullptr;
     CMVideoFormatDescriptionRef m_description = nullptr;
+    CMSampleBufferRef m_sample = nullptr;
 };
 
-TEST_F(cm_sample_buffer, holds_image_and_description_and_gives_them_back_by_get_rule) {
+TEST_F(cm_sample_buffer, holds_image_and_description_by_get_rule_and_refuses_mismatches) {
+    CMVideoFormatDescriptionRef other_size = video(kCMPixelFormat_32BGRA, 32, 48);
+    const CMSampleTimingInfo invalid = kCMTimingInfoInvalid;
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, other_size, &invalid, &m_sample),
+              kCMSampleBufferError_InvalidMediaFormat);
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, nullptr, &invalid, &m_sample),
+              kCMSampleBufferError_RequiredParameterMissing);
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, nullptr, other_size, &invalid, &m_sample),
+              kCMSampleBufferError_RequiredParameterMissing);
+    EXPECT_EQ(m_sample, nullptr);
+    EXPECT_EQ(CFGetRetainCount(m_image), 1);
+    CFRelease(other_size);
+
     CMSampleTimingInfo timing{CMTimeMake(1001, 30000), CMTimeMake(5, 1), CMTimeMake(5, 1)};
-    CMSampleBufferRef sample = nullptr;
     ASSERT_EQ(CMSampleBufferCreateForImageBuffer(nullptr, m_image, true, nullptr, nullptr, m_description, &timing,
-                                                 &sample),
+                                                 &m_sample),
               noErr);
-    EXPECT_EQ(CFGetRetainCount(sample), 1);
+    EXPECT_EQ(CFGetRetainCount(m_sample), 1);
+    EXPECT_EQ(CMSampleBufferGetImageBuffer(m_sample), m_image);
+    EXPECT_EQ(CMSampleBufferGetFormatDescription(m_sample), m_description);
     EXPECT_EQ(CFGetRetainCount(m_image), 2);
     EXPECT_EQ(CFGetRetainCount(m_description), 2);
-    EXPECT_EQ(CMSampleBufferGetImageBuffer(sample), m_image);
-    EXPECT_EQ(CMSampleBufferGetFormatDescription(sample), m_description);
-    EXPECT_EQ(CFGetRetainCount(m_image), 2);
-    EXPECT_EQ(CMSampleBufferGetNumSamples(sample), 1);
-    EXPECT_EQ(CMTimeCompare(CMSampleBufferGetPresentationTimeStamp(sample), CMTimeMake(5, 1)), 0);
-    EXPECT_EQ(CMTimeCompare(CMSampleBufferGetDuration(sample), CMTimeMake(1001, 30000)), 0);
+    EXPECT_EQ(CMSampleBufferGetNumSamples(m_sample), 1);
+    EXPECT_EQ(CMTimeCompare(CMSampleBufferGetPresentationTimeStamp(m_sample), CMTimeMake(5, 1)), 0);
+    EXPECT_EQ(CMTimeCompare(CMSampleBufferGetDuration(m_sample), CMTimeMake(1001, 30000)), 0);
     CMSampleTimingInfo read{};
-    EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(sample, 0, &read), noErr);
+    EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(m_sample, 0, &read), noErr);
     EXPECT_EQ(CMTimeCompare(read.decodeTimeStamp, CMTimeMake(5, 1)), 0);
-    EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(sample, 1, &read), kCMSampleBufferError_SampleIndexOutOfRange);
-    EXPECT_TRUE(CMSampleBufferDataIsReady(sample));
-    EXPECT_EQ(CFGetTypeID(sample), CMSampleBufferGetTypeID());
-    CFRelease(sample);
+    EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(m_sample, 1, &read), kCMSampleBufferError_SampleIndexOutOfRange);
+    EXPECT_TRUE(CMSampleBufferDataIsReady(m_sample));
+    CFRelease(m_sample);
     EXPECT_EQ(CFGetRetainCount(m_image), 1);
     EXPECT_EQ(CFGetRetainCount(m_description), 1);
 }
 
-TEST_F(cm_sample_buffer, refuses_missing_or_mismatched_arguments) {
-    CMVideoFormatDescriptionRef other_size = video(kCMPixelFormat_32BGRA, 32, 48);
-    const CMSampleTimingInfo timing = kCMTimingInfoInvalid;
-    CMSampleBufferRef sample = nullptr;
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, other_size, &timing, &sample),
-              kCMSampleBufferError_InvalidMediaFormat);
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, nullptr, &timing, &sample),
-              kCMSampleBufferError_RequiredParameterMissing);
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, nullptr, other_size, &timing, &sample),
-              kCMSampleBufferError_RequiredParameterMissing);
-    EXPECT_EQ(sample, nullptr);
-    EXPECT_EQ(CFGetRetainCount(m_image), 1);
-    CFRelease(other_size);
-}
-
 TEST_F(cm_sample_buffer, attachments_retain_values_and_propagate_by_mode) {
     const CMSampleTimingInfo timing = kCMTimingInfoInvalid;
-    CMSampleBufferRef sample = nullptr;
-    ASSERT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, m_description, &timing, &sample), noErr);
+    ASSERT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, m_description, &timing, &m_sample), noErr);
     CFNumberRef sequence = make_int32(12);
-    CMSetAttachment(sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
-    CMSetAttachment(sample, CFSTR("Tag"), kCFBooleanTrue, kCMAttachmentMode_ShouldPropagate);
+    CMSetAttachment(m_sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
+    CMSetAttachment(m_sample, CFSTR("Tag"), kCFBooleanTrue, kCMAttachmentMode_ShouldPropagate);
     EXPECT_EQ(CFGetRetainCount(sequence), 2);
     CMAttachmentMode mode = 99;
-    EXPECT_EQ(CMGetAttachment(sample, CFSTR("SequenceNumber"), &mode), sequence);
+    EXPECT_EQ(CMGetAttachment(m_sample, CFSTR("SequenceNumber"), &mode), sequence);
     EXPECT_EQ(mode, static_cast<CMAttachmentMode>(kCMAttachmentMode_ShouldNotPropagate));
     EXPECT_EQ(CFGetRetainCount(sequence), 2);  // Get rule
-    EXPECT_EQ(CMGetAttachment(sample, CFSTR("Missing"), nullptr), nullptr);
+    EXPECT_EQ(CMGetAttachment(m_sample, CFSTR("Missing"), nullptr), nullptr);
     // Only propagating attachments travel to another bearer (here the pixel buffer).
-    CMPropagateAttachments(sample, m_image);
+    CMPropagateAttachments(m_sample, m_image);
     EXPECT_EQ(CMGetAttachment(m_image, CFSTR("Tag"), nullptr), kCFBooleanTrue);
     EXPECT_EQ(CMGetAttachment(m_image, CFSTR("SequenceNumber"), nullptr), nullptr);
-    CFDictionaryRef not_propagated = CMCopyDictionaryOfAttachments(nullptr, sample, kCMAttachmentMode_ShouldNotPropagate);
-    ASSERT_NE(not_propagated, nullptr);
-    EXPECT_EQ(CFDictionaryGetCount(not_propagated), 1);
-    CFRelease(not_propagated);
-    CMRemoveAttachment(sample, CFSTR("SequenceNumber"));
+    CFDictionaryRef kept = CMCopyDictionaryOfAttachments(nullptr, m_sample, kCMAttachmentMode_ShouldNotPropagate);
+    ASSERT_NE(kept, nullptr);
+    EXPECT_EQ(CFDictionaryGetCount(kept), 1);
+    CFRelease(kept);
+    CMRemoveAttachment(m_sample, CFSTR("SequenceNumber"));
     EXPECT_EQ(CFGetRetainCount(sequence), 1);
-    CMSetAttachment(sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
-    CFRelease(sample);  // the sample's end releases what it still holds
+    CMSetAttachment(m_sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
+    CFRelease(m_sample);  // the sample's end releases what it still holds
     EXPECT_EQ(CFGetRetainCount(sequence), 1);
     CFRelease(sequence);
 }
