@@ -2,7 +2,7 @@
 // the format, and its behaviour at the boundaries.
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 #include <new>
 #include <random>
 
@@ -14,17 +14,13 @@ namespace {
 
 using Drivers::Mac::ZAV::VirtualCamera::convert_bgra_to_uyvy_alpha;
 using zav_test::guarded_image_t;
-
-size_t uyvy_row_bytes(int width) { return static_cast<size_t>((width + 1) / 2) * 4; }
+using zav_test::uyvy_row_bytes;
 
 // Source, destination and alpha images of one conversion; strides padded by `pad` bytes and
 // negated (bottom-up rows) when `flip` is set.
 struct conversion_t {
-    int m_width;
-    int m_height;
-    guarded_image_t m_src;
-    guarded_image_t m_dst;
-    guarded_image_t m_alpha;
+    int m_width, m_height;
+    guarded_image_t m_src, m_dst, m_alpha;
 
     conversion_t(int width, int height, int pad = 0, bool flip = false)
         : m_width(width), m_height(height),
@@ -39,82 +35,39 @@ struct conversion_t {
         convert_bgra_to_uyvy_alpha(m_src.row(0), int32_t(m_src.stride()), m_dst.row(0), int32_t(m_dst.stride()),
                                    m_alpha.row(0), int32_t(m_alpha.stride()), m_width, m_height, matrix);
     }
-
-    // The model's output for the same source, as packed rows.
-    void model(uint32_t matrix, std::vector<uint8_t>& dst, std::vector<uint8_t>& alpha) const
-    {
-        dst.assign(uyvy_row_bytes(m_width) * m_height, 0);
-        alpha.assign(size_t(m_width) * m_height, 0);
-        std::vector<float> scratch;
-        zav_test::model_bgra_to_uyvy(m_src.row(0), m_src.stride(), dst.data(), ptrdiff_t(uyvy_row_bytes(m_width)),
-                                     alpha.data(), m_width, m_width, m_height, matrix, scratch);
-    }
 };
 
 struct size_case_t {
-    int width;
-    int height;
-    int pad;
+    int width, height, pad;
     bool flip;
 };
 
 class even_width_matches_model_t : public ::testing::TestWithParam<size_case_t> {};
 
 // Even widths read no uncleared scratch, so every byte is defined and must equal the model's.
+// (Odd widths are checked on a cleared scratch, where they are defined, with the schedules.)
 TEST_P(even_width_matches_model_t, every_byte_and_no_write_outside_rows)
 {
     const size_case_t c = GetParam();
     for (uint32_t matrix : {709u, 601u}) {
+        SCOPED_TRACE(matrix);
         std::mt19937 rng(uint32_t(c.width * 7919 + c.height * 31 + matrix));
         conversion_t conv(c.width, c.height, c.pad, c.flip);
         conv.m_src.fill_rows_random(rng);
         conv.run(matrix);
-
-        std::vector<uint8_t> dst, alpha;
-        conv.model(matrix, dst, alpha);
-        EXPECT_EQ(conv.m_dst.rows_bytes(), dst) << "matrix " << matrix;
-        EXPECT_EQ(conv.m_alpha.rows_bytes(), alpha) << "matrix " << matrix;
-        EXPECT_TRUE(conv.m_dst.guards_intact());
-        EXPECT_TRUE(conv.m_alpha.guards_intact());
-        EXPECT_TRUE(conv.m_src.guards_intact());
+        const zav_test::model_output_t want = zav_test::model_packed(conv.m_src.row(0), conv.m_src.stride(), c.width, c.height, matrix);
+        EXPECT_EQ(conv.m_dst.rows_bytes(), want.m_dst);
+        EXPECT_EQ(conv.m_alpha.rows_bytes(), want.m_alpha);
+        EXPECT_TRUE(conv.m_dst.guards_intact() && conv.m_alpha.guards_intact() && conv.m_src.guards_intact());
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(sizes, even_width_matches_model_t,
-                         ::testing::Values(size_case_t{2, 1, 0, false}, size_case_t{2, 5, 3, false},
-                                           size_case_t{4, 4, 0, false}, size_case_t{6, 3, 12, false},
-                                           size_case_t{8, 9, 1, false}, size_case_t{14, 7, 0, false},
-                                           size_case_t{16, 5, 16, false}, size_case_t{18, 6, 2, false},
-                                           size_case_t{30, 11, 0, false}, size_case_t{32, 4, 64, false},
-                                           size_case_t{34, 13, 5, false}, size_case_t{62, 3, 0, false},
-                                           size_case_t{64, 10, 0, false}, size_case_t{66, 17, 7, false},
-                                           size_case_t{10, 8, 4, true}, size_case_t{36, 5, 0, true},
-                                           size_case_t{1920, 1080, 0, false}));
-
-// Odd widths: the last pair's second pixel is an uncleared guard slot, whose garbage spreads
-// down and to the left. The bytes of the first row before that pair, the first row's last Y0
-// and the whole alpha plane are still defined.
-TEST(convert_bgra_to_uyvy, odd_width_defined_bytes_match_model)
-{
-    for (int width : {1, 3, 5, 7, 15, 17, 33, 65}) {
-        for (uint32_t matrix : {709u, 601u}) {
-            std::mt19937 rng(uint32_t(width * 13 + matrix));
-            conversion_t conv(width, 4, 3);
-            conv.m_src.fill_rows_random(rng);
-            conv.run(matrix);
-
-            std::vector<uint8_t> dst, alpha;
-            conv.model(matrix, dst, alpha);
-            const size_t last_pair = uyvy_row_bytes(width) - 4;
-            const std::vector<uint8_t> got(conv.m_dst.row(0), conv.m_dst.row(0) + last_pair);
-            EXPECT_EQ(got, std::vector<uint8_t>(dst.begin(), dst.begin() + long(last_pair))) << "width " << width;
-            EXPECT_EQ(conv.m_dst.row(0)[last_pair + 1], dst[last_pair + 1]) << "width " << width;
-            EXPECT_EQ(conv.m_alpha.rows_bytes(), alpha) << "width " << width;
-            EXPECT_TRUE(conv.m_dst.guards_intact()) << "width " << width;
-            EXPECT_TRUE(conv.m_alpha.guards_intact()) << "width " << width;
-        }
-    }
-}
+const size_case_t k_sizes[] = {{2, 1, 0, false},  {2, 5, 3, false},   {4, 4, 0, false},   {6, 3, 12, false},
+                               {8, 9, 1, false},  {14, 7, 0, false},  {16, 5, 16, false}, {18, 6, 2, false},
+                               {30, 11, 0, false}, {32, 4, 64, false}, {34, 13, 5, false}, {62, 3, 0, false},
+                               {64, 10, 0, false}, {66, 17, 7, false}, {10, 8, 4, true},   {36, 5, 0, true},
+                               {1920, 1080, 0, false}};
+INSTANTIATE_TEST_SUITE_P(sizes, even_width_matches_model_t, ::testing::ValuesIn(k_sizes));
 
 // A uniform image: the bytes dither around the exact value, so over a large area their mean
 // is that value and their range is narrow.
@@ -140,133 +93,94 @@ TEST(convert_bgra_to_uyvy, uniform_colours_dither_around_their_value)
         {255, 709, 235, 236, 255 * 0.859 + 16, 127, 128, 127, 129, 127.99},
         {255, 601, 235, 236, 255 * 0.859 + 16, 127, 128, 127, 129, 256},
     };
+    struct stats_t {
+        int lo = 255, hi = 0, n = 0;
+        double sum = 0;
+        void add(int v) { lo = std::min(lo, v), hi = std::max(hi, v), sum += v, ++n; }
+    };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << int(c.grey) << " under " << c.matrix);
         conversion_t conv(256, 64);
-        for (int y = 0; y < 64; ++y) {
-            std::fill(conv.m_src.row(y), conv.m_src.row(y) + 4 * 256, c.grey);
-            for (int x = 0; x < 256; ++x) conv.m_src.row(y)[4 * x + 3] = 255;
-        }
+        for (int y = 0; y < 64; ++y)
+            for (int x = 0; x < 4 * 256; ++x) conv.m_src.row(y)[x] = x % 4 == 3 ? 255 : c.grey;
         conv.run(c.matrix);
         const std::vector<uint8_t> bytes = conv.m_dst.rows_bytes();
-        int y_min = 255, y_max = 0, cb_min = 255, cb_max = 0, cr_min = 255, cr_max = 0;
-        double y_sum = 0, cb_sum = 0, cr_sum = 0;
-        for (size_t i = 0; i < bytes.size(); i += 4) {
-            const int cb = bytes[i], y0 = bytes[i + 1], cr = bytes[i + 2], y1 = bytes[i + 3];
-            y_min = std::min({y_min, y0, y1}), y_max = std::max({y_max, y0, y1});
-            cb_min = std::min(cb_min, cb), cb_max = std::max(cb_max, cb);
-            cr_min = std::min(cr_min, cr), cr_max = std::max(cr_max, cr);
-            y_sum += y0 + y1, cb_sum += cb, cr_sum += cr;
-        }
-        const double pairs = double(bytes.size() / 4);
-        EXPECT_GE(y_min, c.y_min);
-        EXPECT_LE(y_max, c.y_max);
-        EXPECT_NEAR(y_sum / (2 * pairs), c.y_mean, 0.01);
-        EXPECT_GE(cb_min, c.cb_min);
-        EXPECT_EQ(cb_max, c.cb_max);
-        if (c.cb_mean_below < 255) {
-            EXPECT_LT(cb_sum / pairs, c.cb_mean_below);
-        }
-        EXPECT_GE(cr_min, c.cr_min);
-        EXPECT_LE(cr_max, c.cr_max);
-        EXPECT_NEAR(cr_sum / pairs, 128.0, 0.01);
+        stats_t cb, y, cr;
+        for (size_t i = 0; i < bytes.size(); i += 4) cb.add(bytes[i]), y.add(bytes[i + 1]), cr.add(bytes[i + 2]), y.add(bytes[i + 3]);
+        // Below white nothing is clipped, so the lower bounds are reached exactly.
         if (c.grey != 255) {
-            EXPECT_EQ(cb_min, c.cb_min);
-            EXPECT_EQ(cr_min, c.cr_min);
-            EXPECT_EQ(y_min, c.y_min);
+            EXPECT_EQ(y.lo, c.y_min);
+            EXPECT_EQ(cb.lo, c.cb_min);
+            EXPECT_EQ(cr.lo, c.cr_min);
         }
+        EXPECT_TRUE(y.lo >= c.y_min && y.hi <= c.y_max && cb.lo >= c.cb_min && cr.lo >= c.cr_min && cr.hi <= c.cr_max);
+        EXPECT_EQ(cb.hi, c.cb_max);
+        EXPECT_NEAR(y.sum / y.n, c.y_mean, 0.01);
+        EXPECT_NEAR(cr.sum / cr.n, 128.0, 0.01);
+        EXPECT_LT(cb.sum / cb.n, c.cb_mean_below);
     }
 }
 
 TEST(convert_bgra_to_uyvy, refusals_write_nothing_outside_their_rows)
 {
-    struct dims_t {
-        int w, h;
+    guarded_image_t src(4, 64, 64), dst(4, 64, 64), alpha(4, 64, 64);
+    const auto convert = [&](int w, int h, uint32_t matrix) {
+        convert_bgra_to_uyvy_alpha(src.row(0), 64, dst.row(0), 64, alpha.row(0), 64, w, h, matrix);
     };
     // Empty sizes write nothing.
-    for (dims_t d : {dims_t{0, 4}, dims_t{-3, 4}, dims_t{4, 0}, dims_t{4, -1}, dims_t{0, 0}}) {
-        guarded_image_t src(4, 64, 64), dst(4, 64, 64), alpha(4, 64, 64);
-        convert_bgra_to_uyvy_alpha(src.row(0), 64, dst.row(0), 64, alpha.row(0), 64, d.w, d.h, 709);
-        EXPECT_TRUE(dst.untouched()) << d.w << "x" << d.h;
-        EXPECT_TRUE(alpha.untouched()) << d.w << "x" << d.h;
-    }
+    const int empty[][2] = {{0, 4}, {-3, 4}, {4, 0}, {4, -1}, {0, 0}};
+    for (const auto& d : empty) convert(d[0], d[1], 709);
     // An impossible scratch size throws before writing: (49999 + 1) * (49997 + 3) slots wraps
     // negative in 32-bit arithmetic, and a height below -1 makes a negative count.
-    guarded_image_t src(4, 64, 64), dst(4, 64, 64), alpha(4, 64, 64);
-    EXPECT_THROW(convert_bgra_to_uyvy_alpha(src.row(0), 64, dst.row(0), 64, alpha.row(0), 64, 49997, 49999, 709),
-                 std::bad_alloc);
-    EXPECT_THROW(convert_bgra_to_uyvy_alpha(src.row(0), 64, dst.row(0), 64, alpha.row(0), 64, 4, -5, 709),
-                 std::bad_alloc);
-    EXPECT_TRUE(dst.untouched());
-    EXPECT_TRUE(alpha.untouched());
+    EXPECT_THROW(convert(49997, 49999, 709), std::bad_alloc);
+    EXPECT_THROW(convert(4, -5, 709), std::bad_alloc);
+    EXPECT_TRUE(dst.untouched() && alpha.untouched());
     // An unknown matrix leaves alpha alone and stays inside the rows.
     for (uint32_t matrix : {0u, 600u, 710u}) {
         std::mt19937 rng(matrix);
         conversion_t conv(8, 4, 4);
         conv.m_src.fill_rows_random(rng);
         conv.run(matrix);
-        EXPECT_TRUE(conv.m_alpha.untouched()) << matrix;
-        EXPECT_TRUE(conv.m_dst.guards_intact()) << matrix;
+        EXPECT_TRUE(conv.m_alpha.untouched() && conv.m_dst.guards_intact()) << matrix;
     }
 }
 
-// An alpha row that shares memory with its source row: each pixel is read before its alpha byte
-// lands, left to right, so the result is that of the in-order loop.
-TEST(convert_bgra_to_uyvy, alpha_overlapping_the_source_follows_pixel_order)
+// Shared memory: an alpha row over its source row (each pixel is read before its alpha byte
+// lands, left to right), and UYVY rows over the BGRA rows they came from (every source row is
+// read before it is overwritten) give the bytes of the plain in-order loop.
+TEST(convert_bgra_to_uyvy, alpha_over_the_source_and_conversion_in_place)
 {
-    for (int width : {4, 8, 14, 32}) {
+    for (int width : {4, 8, 14, 32})
         for (ptrdiff_t alpha_offset : {ptrdiff_t(0), ptrdiff_t(1), ptrdiff_t(width)}) {
-            const int height = 3;
-            const ptrdiff_t stride = 4 * width;
+            SCOPED_TRACE(testing::Message() << "width " << width << " offset " << alpha_offset);
+            const int height = 3, stride = 4 * width;
             std::mt19937 rng(uint32_t(width * 100 + alpha_offset));
             std::vector<uint8_t> image(size_t(stride) * height + 64);
             for (uint8_t& b : image) b = uint8_t(rng());
-            std::vector<uint8_t> expected_image = image;
-
+            std::vector<uint8_t> expected_image = image, expected_dst(uyvy_row_bytes(width) * height);
             guarded_image_t dst(height, uyvy_row_bytes(width), ptrdiff_t(uyvy_row_bytes(width)));
-            convert_bgra_to_uyvy_alpha(image.data(), int32_t(stride), dst.row(0), int32_t(dst.stride()),
-                                       image.data() + alpha_offset, int32_t(stride), width, height, 709);
-
-            std::vector<uint8_t> expected_dst(uyvy_row_bytes(width) * height);
+            convert_bgra_to_uyvy_alpha(image.data(), stride, dst.row(0), int32_t(dst.stride()), image.data() + alpha_offset,
+                                       stride, width, height, 709);
             std::vector<float> scratch;
-            zav_test::model_bgra_to_uyvy(expected_image.data(), stride, expected_dst.data(),
-                                         ptrdiff_t(uyvy_row_bytes(width)), expected_image.data() + alpha_offset, stride,
-                                         width, height, 709, scratch);
-            EXPECT_EQ(image, expected_image) << "width " << width << " offset " << alpha_offset;
-            EXPECT_EQ(dst.rows_bytes(), expected_dst) << "width " << width << " offset " << alpha_offset;
+            zav_test::model_bgra_to_uyvy(expected_image.data(), stride, expected_dst.data(), ptrdiff_t(uyvy_row_bytes(width)),
+                                         expected_image.data() + alpha_offset, stride, width, height, 709, scratch);
+            EXPECT_EQ(image, expected_image);
+            EXPECT_EQ(dst.rows_bytes(), expected_dst);
         }
-    }
-}
-
-// Converting in place (the UYVY rows over the BGRA rows they came from) gives the bytes of a
-// conversion from a separate copy: every source row is read before it is overwritten.
-TEST(convert_bgra_to_uyvy, in_place_equals_conversion_of_a_copy)
-{
-    for (ptrdiff_t dst_stride_factor : {ptrdiff_t(4), ptrdiff_t(2)}) {
-        const int width = 24, height = 10;
+    for (int dst_stride_factor : {4, 2}) {
+        SCOPED_TRACE(dst_stride_factor);
+        const int width = 24, height = 10, dst_stride = dst_stride_factor * width;
         std::mt19937 rng(static_cast<uint32_t>(dst_stride_factor));
-        std::vector<uint8_t> image(size_t(4 * width) * height);
+        std::vector<uint8_t> image(size_t(4 * width) * height), alpha(size_t(width) * height);
         for (uint8_t& b : image) b = uint8_t(rng());
-        const std::vector<uint8_t> source = image;
-        std::vector<uint8_t> alpha(size_t(width) * height);
-        const ptrdiff_t dst_stride = dst_stride_factor * width;
+        const zav_test::model_output_t want = zav_test::model_packed(image.data(), 4 * width, width, height, 709);
         // The output is written bottom-up from the end of the source, so its first rows cover
         // source rows that a row-interleaved schedule would not have read yet.
         uint8_t* dst = image.data() + (height - 1) * dst_stride;
-        convert_bgra_to_uyvy_alpha(image.data(), 4 * width, dst, int32_t(-dst_stride), alpha.data(), width, width,
-                                   height, 709);
-
-        std::vector<uint8_t> expected(size_t(2 * width) * height), expected_alpha(alpha.size());
-        std::vector<float> scratch;
-        zav_test::model_bgra_to_uyvy(source.data(), 4 * width, expected.data() + (height - 1) * 2 * width,
-                                     -2 * width, expected_alpha.data(), width, width, height, 709, scratch);
-        for (int y = 0; y < height; ++y) {
-            const uint8_t* got = dst - y * dst_stride;
-            const uint8_t* want = expected.data() + (height - 1 - y) * 2 * width;
-            ASSERT_EQ(std::vector<uint8_t>(got, got + 2 * width), std::vector<uint8_t>(want, want + 2 * width))
-                << "row " << y << " stride factor " << dst_stride_factor;
-        }
-        EXPECT_EQ(alpha, expected_alpha);
+        convert_bgra_to_uyvy_alpha(image.data(), 4 * width, dst, -dst_stride, alpha.data(), width, width, height, 709);
+        for (int y = 0; y < height; ++y)
+            ASSERT_TRUE(std::equal(dst - y * dst_stride, dst - y * dst_stride + 2 * width, want.m_dst.begin() + 2 * width * y)) << "row " << y;
+        EXPECT_EQ(alpha, want.m_alpha);
     }
 }
 
