@@ -112,83 +112,66 @@ TEST_F(cm_format_description, failure_switch_and_bad_arguments) {
     CFRelease(buffer);
 }
 
-class cm_sample_buffer : public platform_test_t {
-protected:
-    void SetUp() override {
-        platform_test_t::SetUp();
-        m_image = pixels(64, 48);
-        ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, m_image, &m_description), noErr);
-    }
-    void TearDown() override {
-        release({m_description, m_image});
-        platform_test_t::TearDown();
-    }
-    CVPixelBufferRef m_image = nullptr;
-    CMVideoFormatDescriptionRef m_description = nullptr;
-    CMSampleBufferRef m_sample = nullptr;
-};
+using cm_sample_buffer = platform_test_t;
 
-TEST_F(cm_sample_buffer, holds_image_and_description_by_get_rule_and_refuses_mismatches) {
-    CMVideoFormatDescriptionRef other_size = video(kCMPixelFormat_32BGRA, 32, 48);
+// One sample buffer walked through its life: refused when the description does not fit, then
+// holding image and description, timing, and attachments that it retains and propagates by mode.
+TEST_F(cm_sample_buffer, holds_image_and_description_by_get_rule_and_attachments_by_mode) {
+    CVPixelBufferRef image = pixels(64, 48);
+    CMVideoFormatDescriptionRef description = nullptr, other_size = video(kCMPixelFormat_32BGRA, 32, 48);
+    ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, image, &description), noErr);
     const CMSampleTimingInfo invalid = kCMTimingInfoInvalid;
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, other_size, &invalid, &m_sample),
+    CMSampleBufferRef sample = nullptr;
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image, other_size, &invalid, &sample),
               kCMSampleBufferError_InvalidMediaFormat);
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, nullptr, &invalid, &m_sample),
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, image, nullptr, &invalid, &sample),
               kCMSampleBufferError_RequiredParameterMissing);
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, nullptr, other_size, &invalid, &m_sample),
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, nullptr, other_size, &invalid, &sample),
               kCMSampleBufferError_RequiredParameterMissing);
-    EXPECT_EQ(m_sample, nullptr);
-    EXPECT_EQ(CFGetRetainCount(m_image), 1);
+    EXPECT_EQ(sample, nullptr);
+    EXPECT_EQ(CFGetRetainCount(image), 1);
     CFRelease(other_size);
 
     CMSampleTimingInfo timing{CMTimeMake(1001, 30000), CMTimeMake(5, 1), CMTimeMake(5, 1)};
-    ASSERT_EQ(CMSampleBufferCreateForImageBuffer(nullptr, m_image, true, nullptr, nullptr, m_description, &timing,
-                                                 &m_sample),
+    ASSERT_EQ(CMSampleBufferCreateForImageBuffer(nullptr, image, true, nullptr, nullptr, description, &timing, &sample),
               noErr);
-    EXPECT_EQ(CFGetRetainCount(m_sample), 1);
-    EXPECT_EQ(CMSampleBufferGetImageBuffer(m_sample), m_image);
-    EXPECT_EQ(CMSampleBufferGetFormatDescription(m_sample), m_description);
-    EXPECT_EQ(CFGetRetainCount(m_image), 2);
-    EXPECT_EQ(CFGetRetainCount(m_description), 2);
-    EXPECT_EQ(CMSampleBufferGetNumSamples(m_sample), 1);
-    EXPECT_EQ(CMTimeCompare(CMSampleBufferGetPresentationTimeStamp(m_sample), CMTimeMake(5, 1)), 0);
-    EXPECT_EQ(CMTimeCompare(CMSampleBufferGetDuration(m_sample), CMTimeMake(1001, 30000)), 0);
+    EXPECT_EQ(CFGetRetainCount(sample), 1);
+    EXPECT_EQ(CMSampleBufferGetImageBuffer(sample), image);
+    EXPECT_EQ(CMSampleBufferGetFormatDescription(sample), description);
+    EXPECT_EQ(CFGetRetainCount(image), 2);
+    EXPECT_EQ(CFGetRetainCount(description), 2);
+    EXPECT_EQ(CMSampleBufferGetNumSamples(sample), 1);
+    EXPECT_EQ(CMTimeCompare(CMSampleBufferGetPresentationTimeStamp(sample), CMTimeMake(5, 1)), 0);
+    EXPECT_EQ(CMTimeCompare(CMSampleBufferGetDuration(sample), CMTimeMake(1001, 30000)), 0);
     CMSampleTimingInfo read{};
-    EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(m_sample, 0, &read), noErr);
-    EXPECT_EQ(CMTimeCompare(read.decodeTimeStamp, CMTimeMake(5, 1)), 0);
-    EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(m_sample, 1, &read), kCMSampleBufferError_SampleIndexOutOfRange);
-    EXPECT_TRUE(CMSampleBufferDataIsReady(m_sample));
-    CFRelease(m_sample);
-    EXPECT_EQ(CFGetRetainCount(m_image), 1);
-    EXPECT_EQ(CFGetRetainCount(m_description), 1);
-}
+    EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(sample, 1, &read), kCMSampleBufferError_SampleIndexOutOfRange);
+    EXPECT_TRUE(CMSampleBufferDataIsReady(sample));
 
-TEST_F(cm_sample_buffer, attachments_retain_values_and_propagate_by_mode) {
-    const CMSampleTimingInfo timing = kCMTimingInfoInvalid;
-    ASSERT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_image, m_description, &timing, &m_sample), noErr);
     CFNumberRef sequence = make_int32(12);
-    CMSetAttachment(m_sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
-    CMSetAttachment(m_sample, CFSTR("Tag"), kCFBooleanTrue, kCMAttachmentMode_ShouldPropagate);
+    CMSetAttachment(sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
+    CMSetAttachment(sample, CFSTR("Tag"), kCFBooleanTrue, kCMAttachmentMode_ShouldPropagate);
     EXPECT_EQ(CFGetRetainCount(sequence), 2);
     CMAttachmentMode mode = 99;
-    EXPECT_EQ(CMGetAttachment(m_sample, CFSTR("SequenceNumber"), &mode), sequence);
+    EXPECT_EQ(CMGetAttachment(sample, CFSTR("SequenceNumber"), &mode), sequence);
     EXPECT_EQ(mode, static_cast<CMAttachmentMode>(kCMAttachmentMode_ShouldNotPropagate));
     EXPECT_EQ(CFGetRetainCount(sequence), 2);  // Get rule
-    EXPECT_EQ(CMGetAttachment(m_sample, CFSTR("Missing"), nullptr), nullptr);
+    EXPECT_EQ(CMGetAttachment(sample, CFSTR("Missing"), nullptr), nullptr);
     // Only propagating attachments travel to another bearer (here the pixel buffer).
-    CMPropagateAttachments(m_sample, m_image);
-    EXPECT_EQ(CMGetAttachment(m_image, CFSTR("Tag"), nullptr), kCFBooleanTrue);
-    EXPECT_EQ(CMGetAttachment(m_image, CFSTR("SequenceNumber"), nullptr), nullptr);
-    CFDictionaryRef kept = CMCopyDictionaryOfAttachments(nullptr, m_sample, kCMAttachmentMode_ShouldNotPropagate);
+    CMPropagateAttachments(sample, image);
+    EXPECT_EQ(CMGetAttachment(image, CFSTR("Tag"), nullptr), kCFBooleanTrue);
+    EXPECT_EQ(CMGetAttachment(image, CFSTR("SequenceNumber"), nullptr), nullptr);
+    CFDictionaryRef kept = CMCopyDictionaryOfAttachments(nullptr, sample, kCMAttachmentMode_ShouldNotPropagate);
     ASSERT_NE(kept, nullptr);
     EXPECT_EQ(CFDictionaryGetCount(kept), 1);
     CFRelease(kept);
-    CMRemoveAttachment(m_sample, CFSTR("SequenceNumber"));
+    CMRemoveAttachment(sample, CFSTR("SequenceNumber"));
     EXPECT_EQ(CFGetRetainCount(sequence), 1);
-    CMSetAttachment(m_sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
-    CFRelease(m_sample);  // the sample's end releases what it still holds
+    CMSetAttachment(sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
+    CFRelease(sample);  // the sample's end releases all it still holds
     EXPECT_EQ(CFGetRetainCount(sequence), 1);
-    CFRelease(sequence);
+    EXPECT_EQ(CFGetRetainCount(image), 1);
+    EXPECT_EQ(CFGetRetainCount(description), 1);
+    release({sequence, description, image});
 }
 
 }  // namespace

@@ -20,11 +20,10 @@ TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes_or_the_alignment_asked_for) 
         OSType m_format;
         size_t m_width, m_unpadded;  // width × bytes per pixel
     } cases[] = {
-        {kCVPixelFormatType_32BGRA, 1, 4},        {kCVPixelFormatType_32BGRA, 1366, 5464},
-        {kCVPixelFormatType_32BGRA, 1920, 7680},  {kCVPixelFormatType_422YpCbCr8, 1, 4},
-        {kCVPixelFormatType_422YpCbCr8, 33, 68},  {kCVPixelFormatType_422YpCbCr8, 1280, 2560},
-        {kCVPixelFormatType_422YpCbCr8_yuvs, 721, 1444}, {kCVPixelFormatType_32ARGB, 17, 68},
-        {kCVPixelFormatType_24RGB, 5, 15},
+        {kCVPixelFormatType_32BGRA, 1, 4}, {kCVPixelFormatType_32BGRA, 1366, 5464}, {kCVPixelFormatType_32BGRA, 1920, 7680},
+        {kCVPixelFormatType_422YpCbCr8, 1, 4}, {kCVPixelFormatType_422YpCbCr8, 33, 68},
+        {kCVPixelFormatType_422YpCbCr8, 1280, 2560}, {kCVPixelFormatType_422YpCbCr8_yuvs, 721, 1444},
+        {kCVPixelFormatType_32ARGB, 17, 68}, {kCVPixelFormatType_24RGB, 5, 15},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.m_width);
@@ -73,26 +72,22 @@ TEST_F(cv_pixel_buffer, locks_are_counted_and_bad_arguments_leave_the_output_unt
     EXPECT_EQ(CVPixelBufferRetain(nullptr), nullptr);
 }
 
+// The callback gets its refcon and the address given, once, when the buffer ends.
 TEST_F(cv_pixel_buffer, wrapped_bytes_keep_their_stride_and_are_given_back_through_the_callback) {
-    static int released = 0;
-    static const void* released_address = nullptr;
-    released = 0;
-    int one = 1;
     std::vector<uint8_t> pixels(100 * 10);
+    std::vector<const void*> given_back;
     const auto give_back = [](void* refcon, const void* address) {
-        released += *static_cast<int*>(refcon);
-        released_address = address;
+        static_cast<std::vector<const void*>*>(refcon)->push_back(address);
     };
     CVPixelBufferRef buffer = nullptr;
     ASSERT_EQ(CVPixelBufferCreateWithBytes(nullptr, 20, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, give_back,
-                                           &one, nullptr, &buffer),
+                                           &given_back, nullptr, &buffer),
               kCVReturnSuccess);
     EXPECT_EQ(CVPixelBufferGetBytesPerRow(buffer), 100u);
     EXPECT_EQ(CVPixelBufferGetBaseAddress(buffer), pixels.data());
-    EXPECT_EQ(released, 0);
+    EXPECT_TRUE(given_back.empty());
     CVPixelBufferRelease(buffer);
-    EXPECT_EQ(released, 1);
-    EXPECT_EQ(released_address, pixels.data());
+    EXPECT_EQ(given_back, std::vector<const void*>{pixels.data()});
     EXPECT_EQ(CVPixelBufferCreateWithBytes(nullptr, 30, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, nullptr,
                                            nullptr, nullptr, &buffer),
               kCVReturnInvalidArgument);  // 30 pixels need 120 bytes a row
@@ -106,9 +101,9 @@ protected:
         platform_test_t::TearDown();
     }
     void make_pool(OSType format, SInt32 width, SInt32 height) {
-        CFNumberRef numbers[] = {make_int32(static_cast<SInt32>(format)), make_int32(width), make_int32(height)};
+        const void* numbers[] = {make_int32(static_cast<SInt32>(format)), make_int32(width), make_int32(height)};
         const void* keys[] = {kCVPixelBufferPixelFormatTypeKey, kCVPixelBufferWidthKey, kCVPixelBufferHeightKey};
-        m_attributes = make_dictionary(keys, reinterpret_cast<const void**>(numbers), 3);
+        m_attributes = make_dictionary(keys, numbers, 3);
         release({numbers[0], numbers[1], numbers[2]});
         ASSERT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, m_attributes, &m_pool), kCVReturnSuccess);
     }
@@ -124,8 +119,7 @@ protected:
 TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_from_a_bounded_set_and_may_outlive_the_pool) {
     make_pool(kCVPixelFormatType_422YpCbCr8, 1366, 4);
     EXPECT_TRUE(CFEqual(CVPixelBufferPoolGetPixelBufferAttributes(m_pool), m_attributes));
-    CVPixelBufferRef first = take();
-    CVPixelBufferRef second = take();
+    CVPixelBufferRef first = take(), second = take();
     EXPECT_EQ(CFGetRetainCount(first), 1);
     EXPECT_EQ(CVPixelBufferGetWidth(first), 1366u);
     EXPECT_EQ(CVPixelBufferGetBytesPerRow(first), 2752u);  // 2732 bytes padded to 64
