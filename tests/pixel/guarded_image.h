@@ -2,6 +2,7 @@
 // anywhere outside the rows it was given (row padding included).
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -31,7 +32,6 @@ public:
     uint8_t* row(int y) { return m_bytes.data() + m_first + y * m_stride; }
     const uint8_t* row(int y) const { return m_bytes.data() + m_first + y * m_stride; }
     ptrdiff_t stride() const { return m_stride; }
-    size_t row_bytes() const { return m_row_bytes; }
     int rows() const { return m_rows; }
 
     void fill_rows_random(std::mt19937& rng)
@@ -43,21 +43,13 @@ public:
     // True when every byte outside the rows still holds the guard value.
     bool guards_intact() const
     {
-        std::vector<bool> inside(m_bytes.size(), false);
-        for (int y = 0; y < m_rows; ++y)
-            for (size_t i = 0; i < m_row_bytes; ++i) inside[static_cast<size_t>(row(y) - m_bytes.data()) + i] = true;
-        for (size_t i = 0; i < m_bytes.size(); ++i)
-            if (!inside[i] && m_bytes[i] != k_guard) return false;
-        return true;
+        std::vector<uint8_t> copy = m_bytes;
+        for (int y = 0; y < m_rows; ++y) std::fill_n(copy.begin() + (row(y) - m_bytes.data()), m_row_bytes, k_guard);
+        return copy == std::vector<uint8_t>(copy.size(), k_guard);
     }
 
     // True when no byte at all changed since construction (rows included).
-    bool untouched() const
-    {
-        for (uint8_t b : m_bytes)
-            if (b != k_guard) return false;
-        return true;
-    }
+    bool untouched() const { return m_bytes == std::vector<uint8_t>(m_bytes.size(), k_guard); }
 
     // The rows' bytes, packed.
     std::vector<uint8_t> rows_bytes() const
@@ -83,11 +75,9 @@ public:
     {
     }
     uint8_t* data() { return row(0); }
-    const uint8_t* data() const { return row(0); }
     uint32_t width() const { return m_width; }
-    uint32_t height() const { return uint32_t(rows()); }
     uint32_t pitch() const { return uint32_t(stride()); }
-    Drivers::Mac::ZAV::VirtualCamera::uyvy_plane_t plane() { return {data(), pitch(), m_width, height()}; }
+    Drivers::Mac::ZAV::VirtualCamera::uyvy_plane_t plane() { return {data(), pitch(), m_width, uint32_t(rows())}; }
 
 private:
     uint32_t m_width;

@@ -3,23 +3,21 @@
 // for comparison with the library. Images are packed: 2 * width bytes per row.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "guarded_image.h"
 
 namespace zav_resample_test {
 
 struct packed_t {
-    uint32_t m_width = 0;
-    uint32_t m_height = 0;
+    uint32_t m_width, m_height;
     std::vector<uint8_t> m_bytes;
 
-    packed_t() = default;
     packed_t(uint32_t w, uint32_t h) : m_width(w), m_height(h), m_bytes(size_t{w} * h * 2, 0) {}
     uint8_t* row(uint32_t y) { return m_bytes.data() + size_t{y} * 2 * m_width; }
     const uint8_t* row(uint32_t y) const { return m_bytes.data() + size_t{y} * 2 * m_width; }
@@ -36,7 +34,7 @@ inline zav_test::uyvy_image_t make_image(uint32_t w, uint32_t h, bool aligned, u
 // The rows of a guarded picture, packed for the model.
 inline packed_t packed_of(const zav_test::uyvy_image_t& img)
 {
-    packed_t p(img.width(), img.height());
+    packed_t p(img.width(), uint32_t(img.rows()));
     p.m_bytes = img.rows_bytes();
     return p;
 }
@@ -52,13 +50,11 @@ inline void expect_rows_equal(const zav_test::uyvy_image_t& img, const packed_t&
 
 namespace model {
 
-inline int luma(const std::vector<uint8_t>& row, int64_t i) { return i < 0 || 2 * i + 1 >= int64_t(row.size()) ? 0 : row[2 * i + 1]; }
+using row_t = std::vector<uint8_t>;
+
+inline int luma(const row_t& row, int64_t i) { return i < 0 || 2 * i + 1 >= int64_t(row.size()) ? 0 : row[2 * i + 1]; }
 // Chroma sample c (0 Cb, 1 Cr) of pixel pair p; 0 outside the row (only ever weighted by 0).
-inline int chroma(const std::vector<uint8_t>& row, int64_t p, int c)
-{
-    const int64_t at = 4 * p + 2 * c;
-    return p < 0 || at >= int64_t(row.size()) ? 0 : row[at];
-}
+inline int chroma(const row_t& row, int64_t p, int c) { return p < 0 || 4 * p + 2 * c >= int64_t(row.size()) ? 0 : row[4 * p + 2 * c]; }
 inline int lerp6(int a, int b, int f) { return (a * (64 - f) + b * f) >> 6; }
 inline int avg(int a, int b) { return (a + b + 1) >> 1; }
 
@@ -68,16 +64,16 @@ inline bool remapped(float scale, float offset, uint32_t s, uint32_t d)
     return !(std::fabs(offset - default_offset(s, d)) < 0.1f && std::fabs(float(d) * scale - float(s)) < 0.1f);
 }
 
-inline std::vector<uint8_t> source_row(const packed_t& src, int64_t y)
+inline row_t source_row(const packed_t& src, int64_t y)
 {
-    y = std::min<int64_t>(std::max<int64_t>(y, 0), src.m_height - 1);
-    return std::vector<uint8_t>(src.row(uint32_t(y)), src.row(uint32_t(y)) + 2 * src.m_width);
+    const uint8_t* r = src.row(uint32_t(std::clamp<int64_t>(y, 0, src.m_height - 1)));
+    return row_t(r, r + 2 * src.m_width);
 }
 
 inline void halve(const packed_t& src, packed_t& dst)
 {
     for (uint32_t y = 0; y < dst.m_height; ++y) {
-        const std::vector<uint8_t> s = source_row(src, 2 * y), t = source_row(src, 2 * y + 1);
+        const row_t s = source_row(src, 2 * y), t = source_row(src, 2 * y + 1);
         uint8_t* out = dst.row(y);
         for (uint32_t k = 0; k < dst.m_width; ++k)
             out[2 * k + 1] = uint8_t(avg(avg(luma(s, 2 * k), luma(t, 2 * k)), avg(luma(s, 2 * k + 1), luma(t, 2 * k + 1))));
@@ -93,7 +89,7 @@ inline void halve(const packed_t& src, packed_t& dst)
 // chroma 0.125 / 1.625 on its own grid); vertical first, each pass rounded to a byte.
 inline int tap4(const int (&w)[4], int a, int b, int c, int d)
 {
-    return std::min(255, std::max(0, (w[0] * a + w[1] * b + w[2] * c + w[3] * d + 64) >> 7));
+    return std::clamp((w[0] * a + w[1] * b + w[2] * c + w[3] * d + 64) >> 7, 0, 255);
 }
 
 inline void two_thirds(const packed_t& src, packed_t& dst)
@@ -103,12 +99,12 @@ inline void two_thirds(const packed_t& src, packed_t& dst)
     const int64_t last_y = int64_t(src.m_width) - 1, last_p = int64_t(src.m_width) / 2 - 1;
     for (uint32_t y = 0; y < dst.m_height; ++y) {
         const int64_t r = int64_t(y / 2) * 3 - 1 + (y & 1);
-        const std::vector<uint8_t> a = source_row(src, r), b = source_row(src, r + 1), c = source_row(src, r + 2), d = source_row(src, r + 3);
-        std::vector<uint8_t> v(a.size());
+        const row_t a = source_row(src, r), b = source_row(src, r + 1), c = source_row(src, r + 2), d = source_row(src, r + 3);
+        row_t v(a.size());
         for (size_t i = 0; i < v.size(); ++i) v[i] = uint8_t(tap4(luma_w[y & 1], a[i], b[i], c[i], d[i]));
         uint8_t* out = dst.row(y);
-        const auto yv = [&](int64_t i) { return luma(v, std::min(std::max<int64_t>(i, 0), last_y)); };
-        const auto cv = [&](int64_t p, int ch) { return chroma(v, std::min(std::max<int64_t>(p, 0), last_p), ch); };
+        const auto yv = [&](int64_t i) { return luma(v, std::clamp<int64_t>(i, 0, last_y)); };
+        const auto cv = [&](int64_t p, int ch) { return chroma(v, std::clamp<int64_t>(p, 0, last_p), ch); };
         for (uint32_t k = 0; k < dst.m_width; ++k) {
             const int64_t f = int64_t(k / 2) * 3 - 1 + (k & 1);
             out[2 * k + 1] = uint8_t(tap4(luma_w[k & 1], yv(f), yv(f + 1), yv(f + 2), yv(f + 3)));
@@ -124,43 +120,33 @@ inline void two_thirds(const packed_t& src, packed_t& dst)
 
 inline void general(const packed_t& src, packed_t& dst, float sx, float ox, float sy, float oy, bool rx, bool ry)
 {
-    const int64_t ws = src.m_width;
-    const bool scale_x = rx || dst.m_width != src.m_width;
-    const bool scale_y = ry || dst.m_height != src.m_height;
-    const int64_t x0 = int32_t(ox * 65536.0f), dx = int32_t(sx * 65536.0f);
+    const int64_t ws = src.m_width, x0 = int32_t(ox * 65536.0f), dx = int32_t(sx * 65536.0f);
     const int64_t y0 = int32_t(oy * 65536.0f), dy = int32_t(sy * 65536.0f);
+    const int64_t luma_max = (ws << 16) - 65537, chroma_max = ((ws << 16) - 65536) / 131072 * 131072;
     for (uint32_t y = 0; y < dst.m_height; ++y) {
         // Vertical: one source row, or two blended with a 6-bit phase.
-        std::vector<uint8_t> v;
-        if (!scale_y) {
-            v = source_row(src, y);
-        } else {
+        row_t v = source_row(src, y);
+        if (ry || dst.m_height != src.m_height) {
             const int64_t pos = y0 + int64_t(y) * dy;
             int64_t r = pos >> 16;
             int f = int((pos >> 10) & 63);
             if (f > 61) r += 1, f = 0;
-            const std::vector<uint8_t> a = source_row(src, r), b = source_row(src, r + 1);
+            const row_t a = source_row(src, r), b = source_row(src, r + 1);
             v = a;
             if (f >= 3)
                 for (size_t i = 0; i < v.size(); ++i) v[i] = uint8_t(lerp6(a[i], b[i], f));
         }
         uint8_t* out = dst.row(y);
-        if (!scale_x) {
+        if (!rx && dst.m_width == src.m_width) {
             std::copy(v.begin(), v.end(), out);
             continue;
         }
-        const int64_t luma_max = (ws << 16) - 65537;
-        const int64_t chroma_max = ((ws << 16) - 65536) / 131072 * 131072;
         for (uint32_t k = 0; k < dst.m_width; ++k) {
-            int64_t x = x0 + int64_t(k) * dx;
-            x = std::max<int64_t>(std::min(x, luma_max), 0);
-            const int64_t i = x >> 16;
+            const int64_t x = std::max<int64_t>(std::min(x0 + int64_t(k) * dx, luma_max), 0), i = x >> 16;
             out[2 * k + 1] = uint8_t(lerp6(luma(v, i), luma(v, i + 1), int((x >> 10) & 63)));
         }
         for (uint32_t m = 0; 2 * m < dst.m_width; ++m) {
-            int64_t x = x0 + int64_t(2 * m) * dx;
-            x = std::max<int64_t>(std::min(x, chroma_max), 0);
-            const int64_t p = x >> 17;
+            const int64_t x = std::max<int64_t>(std::min(x0 + int64_t(2 * m) * dx, chroma_max), 0), p = x >> 17;
             const int f = int((x >> 11) & 63);
             out[4 * m] = uint8_t(lerp6(chroma(v, p, 0), chroma(v, p + 1, 0), f));
             if (2 * m + 1 < dst.m_width) out[4 * m + 2] = uint8_t(lerp6(chroma(v, p, 1), chroma(v, p + 1, 1), f));
