@@ -3,7 +3,8 @@
 
 #include "test_objects.h"
 
-#include <cstring>
+#include <algorithm>
+#include <tuple>
 
 namespace {
 
@@ -52,14 +53,12 @@ TEST_F(object_properties_test, fixed_sizes_are_reported_and_every_other_size_is_
         for (UInt32 wrong_size : {0u, 1u, property.size - 1, property.size + 1, property.size * 2, 4096u}) {
             SCOPED_TRACE(wrong_size);
             clear_log();
-            unsigned char buffer[4096];
-            std::memset(buffer, 0xA5, sizeof(buffer));
+            std::vector<unsigned char> buffer(4096, 0xA5);
             used = k_untouched;
-            EXPECT_EQ(m_child.get_property(address_of(property.selector), 0, nullptr, wrong_size, &used, buffer),
+            EXPECT_EQ(m_child.get_property(address_of(property.selector), 0, nullptr, wrong_size, &used, buffer.data()),
                       kCMIOHardwareBadPropertySizeError);
             EXPECT_EQ(used, property.size);
-            for (unsigned char byte : buffer)
-                ASSERT_EQ(byte, 0xA5) << "nothing written";
+            EXPECT_EQ(std::count(buffer.begin(), buffer.end(), 0xA5), 4096) << "nothing written";
             lines = property.call_line;
             lines.push_back("Bad arguments to get_property_helper");
             EXPECT_EQ(log_messages(), lines);
@@ -77,8 +76,8 @@ TEST_F(object_properties_test, class_owner_and_manufacturer_values)
         UInt32 expected;
     } cases[] = {
         {m_child, kCMIOObjectPropertyClass, 'astr'}, {m_owner, kCMIOObjectPropertyClass, 'adev'},
-        {m_child, kCMIOObjectPropertyOwner, 42},
-        {m_owner, kCMIOObjectPropertyOwner, 1}, {plain, kCMIOObjectPropertyOwner, 1},  // no owner: the system object
+        {m_child, kCMIOObjectPropertyOwner, 42},       {m_owner, kCMIOObjectPropertyOwner, 1},  // no owner: the system
+        {plain, kCMIOObjectPropertyOwner, 1},
     };
     for (const auto& c : cases) {
         UInt32 value = 0, used = 0;
@@ -86,11 +85,7 @@ TEST_F(object_properties_test, class_owner_and_manufacturer_values)
         EXPECT_EQ(value, c.expected) << fourCC_to_string(c.expected);
         EXPECT_EQ(used, 4u);
     }
-    UInt32 value = 0;  // the used-size pointer is optional
-    EXPECT_EQ(m_owner.get_property(address_of(kCMIOObjectPropertyClass), 0, nullptr, 4, nullptr, &value), 0);
-    EXPECT_EQ(value, CMIOClassID('adev'));
-
-    // The manufacturer is a new string for the caller on every answer.
+    // The manufacturer is a new string for the caller on every answer; the used-size pointer is optional.
     clear_log();
     CFStringRef first = nullptr, second = nullptr;
     ASSERT_EQ(m_child.get_property(address_of(kCMIOObjectPropertyManufacturer), 0, nullptr, 8, nullptr, &first), 0);
@@ -107,54 +102,43 @@ TEST_F(object_properties_test, class_owner_and_manufacturer_values)
     EXPECT_TRUE(log_messages().empty());
 }
 
-TEST_F(object_properties_test, listener_notices_are_settable_and_write_nothing)
+TEST_F(object_properties_test, listeners_are_settable_read_only_ones_refuse_writes_unknown_ones_refuse_all)
 {
-    for (CMIOObjectPropertySelector selector : {kCMIOObjectPropertyListenerAdded, kCMIOObjectPropertyListenerRemoved}) {
-        SCOPED_TRACE(fourCC_to_string(selector));
-        UInt32 used = k_untouched, value = k_untouched;
-        EXPECT_EQ(m_child.get_property(address_of(selector), 0, nullptr, 4, &used, &value), 0);
-        EXPECT_EQ(used, k_untouched) << "not even the size is written";
-        EXPECT_EQ(value, k_untouched);
-        const CMIOObjectPropertyAddress listened = address_of(kCMIOObjectPropertyName);
-        bool changed = true;
-        EXPECT_EQ(m_child.set_property(address_of(selector), 0, nullptr, sizeof(listened), &listened, changed), 0);
-        EXPECT_FALSE(changed);
-        Boolean settable = false;
-        EXPECT_TRUE(m_child.has_property(address_of(selector), settable));
-        EXPECT_TRUE(settable);
-    }
-    EXPECT_TRUE(log_messages().empty());
-}
-
-TEST_F(object_properties_test, read_only_properties_refuse_writes_and_unknown_ones_refuse_all)
-{
-    // The name is answered by each derived class itself, never by the base.
-    for (CMIOObjectPropertySelector selector : std::initializer_list<CMIOObjectPropertySelector>
-         {kCMIOObjectPropertyClass, kCMIOObjectPropertyOwner, kCMIOObjectPropertyOwnedObjects,
-          kCMIOObjectPropertyManufacturer, kCMIOObjectPropertyName, 'zzzz'}) {
-        const std::string name = fourCC_to_string(selector);
-        const bool known = selector != kCMIOObjectPropertyName && selector != 'zzzz';
+    enum kind_t { listener, read_only, unknown };
+    const struct {
+        CMIOObjectPropertySelector selector;
+        kind_t kind;
+    } cases[] = {
+        {kCMIOObjectPropertyListenerAdded, listener}, {kCMIOObjectPropertyListenerRemoved, listener},
+        {kCMIOObjectPropertyClass, read_only},        {kCMIOObjectPropertyOwner, read_only},
+        {kCMIOObjectPropertyOwnedObjects, read_only}, {kCMIOObjectPropertyManufacturer, read_only},
+        {kCMIOObjectPropertyName, unknown},  // answered by each derived class, never by the base
+        {'zzzz', unknown},
+    };
+    for (const auto& c : cases) {
+        const std::string name = fourCC_to_string(c.selector);
         SCOPED_TRACE(name);
         clear_log();
-        Boolean settable = true;
-        EXPECT_EQ(m_child.has_property(address_of(selector), settable), known);
-        EXPECT_FALSE(settable);
+        Boolean settable = c.kind != listener;
+        EXPECT_EQ(m_child.has_property(address_of(c.selector), settable), c.kind != unknown);
+        EXPECT_EQ(settable, c.kind == listener);
         lines_t lines;
-        if (!known) {
+        if (c.kind != read_only) {  // answered without a value, not even a size, or refused
             UInt32 used = k_untouched;
-            CFStringRef value = nullptr;
-            EXPECT_EQ(m_child.get_property(address_of(selector), 0, nullptr, 8, &used, &value),
-                      kCMIOHardwareUnknownPropertyError);
-            EXPECT_EQ(used, k_untouched);
-            EXPECT_EQ(value, nullptr);
-            lines = {"has_property : unkwown property " + name, "get_property : unkwown property " + name};
+            UInt64 value = k_untouched;
+            EXPECT_EQ(m_child.get_property(address_of(c.selector), 0, nullptr, 8, &used, &value),
+                      c.kind == listener ? 0 : kCMIOHardwareUnknownPropertyError);
+            EXPECT_TRUE(used == k_untouched && value == k_untouched);
+            if (c.kind == unknown)
+                lines = {"has_property : unkwown property " + name, "get_property : unkwown property " + name};
         }
-        const UInt64 value = 7;
+        const CMIOObjectPropertyAddress listened = address_of(kCMIOObjectPropertyName);
         bool changed = true;
-        EXPECT_EQ(m_child.set_property(address_of(selector), 0, nullptr, 4, &value, changed),
-                  kCMIOHardwareUnknownPropertyError);
+        EXPECT_EQ(m_child.set_property(address_of(c.selector), 0, nullptr, sizeof(listened), &listened, changed),
+                  c.kind == listener ? 0 : kCMIOHardwareUnknownPropertyError);
         EXPECT_FALSE(changed) << "cleared first";
-        lines.push_back("set_property : unkwown property " + name);
+        if (c.kind != listener)
+            lines.push_back("set_property : unkwown property " + name);
         EXPECT_EQ(log_messages(), lines);
     }
 }
@@ -166,22 +150,22 @@ TEST(object_base_entries_test, plain_base_entries_answer_without_a_published_che
     clear_log();
     EXPECT_TRUE(plugin_object.has_property(address_of(kCMIOObjectPropertyClass)));
     UInt32 size = 0, used = 0;
-    EXPECT_EQ(plugin_object.get_property_data_size(address_of(kCMIOObjectPropertyClass), 0, nullptr, &size), 0);
-    EXPECT_EQ(size, 4u);
     CMIOClassID class_id = 0;
+    EXPECT_EQ(plugin_object.get_property_data_size(address_of(kCMIOObjectPropertyClass), 0, nullptr, &size), 0);
     EXPECT_EQ(plugin_object.get_property_data(address_of(kCMIOObjectPropertyClass), 0, nullptr, 4, &used, &class_id),
               0);
-    EXPECT_EQ(class_id, CMIOClassID('aplg'));
-    Boolean settable = true;
-    EXPECT_EQ(plugin_object.can_set_property(address_of(kCMIOObjectPropertyClass), &settable), 0);
-    EXPECT_FALSE(settable);
-    EXPECT_EQ(plugin_object.can_set_property(address_of(kCMIOObjectPropertyListenerAdded), &settable), 0);
-    EXPECT_TRUE(settable);
-    clear_log();
-    EXPECT_EQ(plugin_object.can_set_property(address_of('zzzz'), &settable), kCMIOHardwareUnknownPropertyError);
-    EXPECT_FALSE(settable);
+    EXPECT_EQ(std::make_tuple(size, used, class_id), std::make_tuple(4u, 4u, CMIOClassID('aplg')));
+    const std::tuple<CMIOObjectPropertySelector, OSStatus, Boolean> settables[] = {
+        {kCMIOObjectPropertyClass, 0, false}, {kCMIOObjectPropertyListenerAdded, 0, true},
+        {'zzzz', kCMIOHardwareUnknownPropertyError, false}};
+    for (const auto& [selector, status, expected] : settables) {
+        Boolean settable = !expected;
+        EXPECT_EQ(plugin_object.can_set_property(address_of(selector), &settable), status);
+        EXPECT_EQ(settable, expected);
+    }
     EXPECT_FALSE(plugin_object.has_property(address_of('zzzz')));
-    EXPECT_EQ(log_messages(), lines_t(2, "has_property : unkwown property zzzz"));
+    EXPECT_EQ(log_messages(), (lines_t{"get_property for kObjectPropertyClass", "get_property for kObjectPropertyClass",
+                                       "has_property : unkwown property zzzz", "has_property : unkwown property zzzz"}));
 
     // Only host objects can report changes.
     clear_log();
