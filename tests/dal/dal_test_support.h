@@ -1,5 +1,5 @@
 // Helpers shared by the DAL tests: property reads through the client API, finding the test
-// camera, capturing stderr and waiting for a condition.
+// camera, pointing the DAL system at plug-in folders and capturing stderr.
 #ifndef ZAV_TESTS_DAL_TEST_SUPPORT_H
 #define ZAV_TESTS_DAL_TEST_SUPPORT_H
 
@@ -7,13 +7,10 @@
 #include <CoreMediaIO/CMIOHardware.h>
 #include <zav_platform/probe.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <functional>
 #include <string>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -63,7 +60,7 @@ inline std::string read_string(CMIOObjectID object, CMIOObjectPropertySelector s
 // The test camera's device among all devices, or kCMIOObjectUnknown.
 inline CMIOObjectID find_test_camera() {
     for (CMIOObjectID device : read_ids(kCMIOObjectSystemObject, kCMIOHardwarePropertyDevices))
-        if (read_string(device, kCMIODevicePropertyDeviceUID) == "test-camera-0") return device;
+        if (read_string(device, kCMIOObjectPropertyName) == "Test Camera") return device;
     return kCMIOObjectUnknown;
 }
 
@@ -76,31 +73,18 @@ inline void use_plugin_folders(const std::string& folders) {
 // Runs `action` with stderr redirected into a temporary file and returns what it wrote.
 inline std::string capture_stderr(const std::function<void()>& action) {
     std::fflush(stderr);
-    char name[] = "/tmp/dal_stderr_XXXXXX";
-    const int fd = mkstemp(name);
-    unlink(name);
+    std::FILE* file = std::tmpfile();
     const int saved = dup(STDERR_FILENO);
-    dup2(fd, STDERR_FILENO);
+    dup2(fileno(file), STDERR_FILENO);
     action();
     std::fflush(stderr);
     dup2(saved, STDERR_FILENO);
     close(saved);
-    std::string all;
-    char buffer[4096];
-    lseek(fd, 0, SEEK_SET);
-    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;) all.append(buffer, static_cast<size_t>(n));
-    close(fd);
+    std::string all(static_cast<std::size_t>(lseek(fileno(file), 0, SEEK_END)), '\0');
+    std::rewind(file);
+    all.resize(std::fread(all.data(), 1, all.size(), file));
+    std::fclose(file);
     return all;
-}
-
-// Polls `done` until it holds or `limit` passes; returns its last answer.
-inline bool wait_for(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(5)) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
 }
 
 }  // namespace dal_test

@@ -1,7 +1,7 @@
-// A small DAL plug-in for the DAL system's tests, written only against Apple's public API, as
-// any third-party plug-in would be: one device with one input stream that delivers 64x48 BGRA
-// frames onto the buffer queue it hands out, with timing, sequence numbers and discontinuity
-// flags, and a handful of properties whose answers the tests know.
+// A small DAL plug-in written only against Apple's public API, as a third party would write it:
+// one device with one input stream that puts 64x48 BGRA frames, with timing, sequence numbers
+// and discontinuity flags, on the buffer queue it hands out, and a few properties whose answers
+// the tests know.
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreMedia/CoreMedia.h>
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
@@ -18,9 +18,6 @@
 
 namespace {
 
-constexpr int k_width = 64;
-constexpr int k_height = 48;
-
 struct camera_t;
 
 // What the plug-in ref points at: the function table first, as COM requires.
@@ -33,20 +30,15 @@ struct camera_t {
     plugin_object_t m_object;
     std::atomic<ULONG> m_references{1};
     bool m_torn_down = false;
-    CMIOObjectID m_plugin_id = kCMIOObjectUnknown;
-    CMIOObjectID m_device_id = kCMIOObjectUnknown;
-    CMIOObjectID m_stream_id = kCMIOObjectUnknown;
+    CMIOObjectID m_plugin_id = kCMIOObjectUnknown, m_device_id = kCMIOObjectUnknown, m_stream_id = kCMIOObjectUnknown;
     CFTypeRef m_clock = nullptr;
     CMVideoFormatDescriptionRef m_format = nullptr;
-
-    std::mutex m_mutex;  // guards the fields below
     CMSimpleQueueRef m_queue = nullptr;
+    std::mutex m_mutex;  // guards the fields below
     CMIODeviceStreamQueueAlteredProc m_altered_proc = nullptr;
     void* m_altered_refcon = nullptr;
     Float64 m_frame_rate = 30.0;
-    UInt64 m_cue_frame = 0;
     CMIOObjectPropertyAddress m_last_listener_added{0, 0, 0};
-
     std::thread m_producer;
     std::atomic<bool> m_running{false};
 };
@@ -82,43 +74,29 @@ HRESULT query_interface(void* self, REFIID uuid, LPVOID* interface) {
     return S_OK;
 }
 
-// ---- Frames: a producer thread while the stream runs -------------------------------------------
-
-CMSampleBufferRef make_frame(camera_t* camera, UInt64 sequence, UInt32 flags, Float64 rate) {
-    CVPixelBufferRef pixels = nullptr;
-    if (CVPixelBufferCreate(kCFAllocatorDefault, k_width, k_height, kCVPixelFormatType_32BGRA, nullptr, &pixels) !=
-        kCVReturnSuccess) {
-        return nullptr;
-    }
-    const int32_t timescale = static_cast<int32_t>(rate);
-    CMSampleTimingInfo timing{CMTimeMake(1, timescale), CMTimeMake(static_cast<int64_t>(sequence), timescale),
-                              kCMTimeInvalid};
-    CMIOStreamClockPostTimingEvent(timing.presentationTimeStamp, mach_absolute_time(), sequence == 0, camera->m_clock);
-    CMSampleBufferRef sample = nullptr;
-    CMIOSampleBufferCreateForImageBuffer(kCFAllocatorDefault, pixels, camera->m_format, &timing, sequence, flags,
-                                         &sample);
-    CFRelease(pixels);
-    return sample;
-}
-
-// A frame that finds the queue full is dropped; the next one that gets through says so in its
-// discontinuity flags.
+// Frames every 4 ms while the stream runs; only the first after a start is discontinuous, and a
+// frame that finds the queue full is dropped.
 void produce(camera_t* camera) {
-    UInt32 pending_flags = kCMIOSampleBufferDiscontinuityFlag_UnknownDiscontinuity;
     for (UInt64 sequence = 0; camera->m_running.load(); ++sequence) {
         std::unique_lock<std::mutex> lock(camera->m_mutex);
-        CMSampleBufferRef sample = make_frame(camera, sequence, pending_flags, camera->m_frame_rate);
+        CVPixelBufferRef pixels = nullptr;
+        CMSampleBufferRef sample = nullptr;
+        const int32_t timescale = static_cast<int32_t>(camera->m_frame_rate);
+        CMSampleTimingInfo timing{CMTimeMake(1, timescale), CMTimeMake(int64_t(sequence), timescale), kCMTimeInvalid};
+        CMIOStreamClockPostTimingEvent(timing.presentationTimeStamp, mach_absolute_time(), sequence == 0,
+                                       camera->m_clock);
+        if (CVPixelBufferCreate(nullptr, 64, 48, kCVPixelFormatType_32BGRA, nullptr, &pixels) == kCVReturnSuccess) {
+            const UInt32 flags = sequence == 0 ? kCMIOSampleBufferDiscontinuityFlag_UnknownDiscontinuity
+                                               : kCMIOSampleBufferNoDiscontinuities;
+            CMIOSampleBufferCreateForImageBuffer(nullptr, pixels, camera->m_format, &timing, sequence, flags, &sample);
+            CFRelease(pixels);
+        }
         const bool queued = sample != nullptr && CMSimpleQueueEnqueue(camera->m_queue, sample) == noErr;
         const CMIODeviceStreamQueueAlteredProc proc = camera->m_altered_proc;
         void* const refcon = camera->m_altered_refcon;
         lock.unlock();
-        if (queued) {
-            pending_flags = kCMIOSampleBufferNoDiscontinuities;
-            if (proc != nullptr) proc(camera->m_stream_id, sample, refcon);
-        } else if (sample != nullptr) {
-            CFRelease(sample);
-            pending_flags |= kCMIOSampleBufferDiscontinuityFlag_DataWasDropped;
-        }
+        if (queued && proc != nullptr) proc(camera->m_stream_id, sample, refcon);
+        if (!queued && sample != nullptr) CFRelease(sample);
         std::this_thread::sleep_for(std::chrono::milliseconds(4));
     }
 }
@@ -128,25 +106,19 @@ void stop_producer(camera_t* camera) {
     if (camera->m_producer.joinable()) camera->m_producer.join();
 }
 
-// ---- Lifetime --------------------------------------------------------------------------------
-
 OSStatus initialize_with_id(CMIOHardwarePlugInRef self, CMIOObjectID object_id) {
     camera_t* camera = camera_of(self);
     camera->m_plugin_id = object_id;
     OSStatus status = CMIOObjectCreate(self, kCMIOObjectSystemObject, kCMIODeviceClassID, &camera->m_device_id);
     if (status == noErr) status = CMIOObjectCreate(self, camera->m_device_id, kCMIOStreamClassID, &camera->m_stream_id);
-    if (status == noErr) {
-        status = CMIOStreamClockCreate(kCFAllocatorDefault, CFSTR("TestCamera clock"), camera, CMTimeMake(1, 10), 10,
-                                       10, &camera->m_clock);
-    }
-    if (status == noErr) {
-        status = CMVideoFormatDescriptionCreate(kCFAllocatorDefault, kCVPixelFormatType_32BGRA, k_width, k_height,
-                                                nullptr, &camera->m_format);
-    }
+    if (status == noErr)
+        status = CMIOStreamClockCreate(kCFAllocatorDefault, CFSTR("TestCamera clock"), camera, CMTimeMake(1, 10), 10, 10,
+                                       &camera->m_clock);
+    if (status == noErr)
+        status = CMVideoFormatDescriptionCreate(kCFAllocatorDefault, kCVPixelFormatType_32BGRA, 64, 48, nullptr,
+                                                &camera->m_format);
     if (status == noErr) status = CMSimpleQueueCreate(kCFAllocatorDefault, 4, &camera->m_queue);
-    if (status == noErr) {
-        status = CMIOObjectsPublishedAndDied(self, camera->m_device_id, 1, &camera->m_stream_id, 0, nullptr);
-    }
+    if (status == noErr) status = CMIOObjectsPublishedAndDied(self, camera->m_device_id, 1, &camera->m_stream_id, 0, nullptr);
     if (status != noErr) return status;
     return CMIOObjectsPublishedAndDied(self, kCMIOObjectSystemObject, 1, &camera->m_device_id, 0, nullptr);
 }
@@ -155,20 +127,14 @@ OSStatus teardown(CMIOHardwarePlugInRef self) {
     camera_t* camera = camera_of(self);
     stop_producer(camera);
     CMIOObjectsPublishedAndDied(self, kCMIOObjectSystemObject, 0, nullptr, 1, &camera->m_device_id);
-    if (camera->m_clock != nullptr) {
-        CMIOStreamClockInvalidate(camera->m_clock);
-        CFRelease(camera->m_clock);
-    }
-    if (camera->m_queue != nullptr) {
+    if (camera->m_clock != nullptr) CMIOStreamClockInvalidate(camera->m_clock);
+    if (camera->m_queue != nullptr)
         while (const void* left = CMSimpleQueueDequeue(camera->m_queue)) CFRelease(left);
-        CFRelease(camera->m_queue);
-    }
-    if (camera->m_format != nullptr) CFRelease(camera->m_format);
+    for (CFTypeRef made : {camera->m_clock, CFTypeRef(camera->m_queue), CFTypeRef(camera->m_format)})
+        if (made != nullptr) CFRelease(made);
     camera->m_torn_down = true;
     return noErr;
 }
-
-// ---- Properties ------------------------------------------------------------------------------
 
 // How big a property is; 0 when the object does not have it.
 UInt32 property_size(camera_t* camera, CMIOObjectID object, const CMIOObjectPropertyAddress* address) {
@@ -177,8 +143,7 @@ UInt32 property_size(camera_t* camera, CMIOObjectID object, const CMIOObjectProp
     if (object == camera->m_device_id) {
         switch (selector) {
             case kCMIODevicePropertyDeviceIsRunning: return sizeof(UInt32);
-            case kCMIOObjectPropertyName:
-            case kCMIODevicePropertyDeviceUID: return sizeof(CFStringRef);
+            case kCMIOObjectPropertyName: return sizeof(CFStringRef);
             case kCMIODevicePropertyStreams:
                 return address->mScope == kCMIODevicePropertyScopeOutput ? 0u : sizeof(CMIOStreamID);
             case kCMIOObjectPropertyListenerAdded: return sizeof(CMIOObjectPropertyAddress);
@@ -188,7 +153,6 @@ UInt32 property_size(camera_t* camera, CMIOObjectID object, const CMIOObjectProp
             case kCMIOObjectPropertyOwner: return sizeof(CMIOObjectID);
             case kCMIOStreamPropertyClock: return sizeof(CFTypeRef);
             case kCMIOStreamPropertyFrameRate: return sizeof(Float64);
-            case kCMIOStreamPropertyDeckFrameNumber: return sizeof(UInt64);
         }
     }
     return 0;
@@ -209,45 +173,35 @@ OSStatus is_settable(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIO
     return noErr;
 }
 
-OSStatus get_size(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObjectPropertyAddress* address,
-                  UInt32, const void*, UInt32* size) {
+OSStatus get_size(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObjectPropertyAddress* address, UInt32,
+                  const void*, UInt32* size) {
     if (!has_property(self, object, address)) return kCMIOHardwareUnknownPropertyError;
     *size = property_size(camera_of(self), object, address);
     return noErr;
 }
 
-OSStatus get_data(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObjectPropertyAddress* address,
-                  UInt32, const void*, UInt32 size, UInt32* used, void* data) {
+OSStatus get_data(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObjectPropertyAddress* address, UInt32,
+                  const void*, UInt32 size, UInt32* used, void* data) {
     camera_t* camera = camera_of(self);
     if (!has_property(self, object, address)) return kCMIOHardwareUnknownPropertyError;
     *used = property_size(camera, object, address);
     if (size < *used) return kCMIOHardwareBadPropertySizeError;
     std::lock_guard<std::mutex> lock(camera->m_mutex);
     auto put = [data](const auto& value) { std::memcpy(data, &value, sizeof value); };
-    const CMIOObjectPropertySelector selector = address->mSelector;
-    if (selector == kCMIOObjectPropertyClass) {
-        put(object == camera->m_plugin_id   ? CMIOClassID(kCMIOPlugInClassID)
-            : object == camera->m_device_id ? CMIOClassID(kCMIODeviceClassID)
-                                            : CMIOClassID(kCMIOStreamClassID));
-    } else if (selector == kCMIODevicePropertyDeviceIsRunning) {
-        put(UInt32(camera->m_running.load() ? 1 : 0));
-    } else if (selector == kCMIOObjectPropertyName || selector == kCMIODevicePropertyDeviceUID) {
+    switch (address->mSelector) {
+        case kCMIOObjectPropertyClass:
+            put(object == camera->m_plugin_id   ? CMIOClassID(kCMIOPlugInClassID)
+                : object == camera->m_device_id ? CMIOClassID(kCMIODeviceClassID)
+                                                : CMIOClassID(kCMIOStreamClassID));
+            break;
+        case kCMIODevicePropertyDeviceIsRunning: put(UInt32(camera->m_running.load() ? 1 : 0)); break;
         // Copy rule: the caller releases the string.
-        put(CFStringCreateWithCString(kCFAllocatorDefault,
-                                      selector == kCMIOObjectPropertyName ? "Test Camera" : "test-camera-0",
-                                      kCFStringEncodingUTF8));
-    } else if (selector == kCMIODevicePropertyStreams) {
-        if (*used != 0) put(camera->m_stream_id);
-    } else if (selector == kCMIOObjectPropertyListenerAdded) {
-        put(camera->m_last_listener_added);
-    } else if (selector == kCMIOObjectPropertyOwner) {
-        put(camera->m_device_id);
-    } else if (selector == kCMIOStreamPropertyClock) {
-        put(CFRetain(camera->m_clock));
-    } else if (selector == kCMIOStreamPropertyFrameRate) {
-        put(camera->m_frame_rate);
-    } else {
-        put(camera->m_cue_frame);
+        case kCMIOObjectPropertyName: put(CFStringCreateWithCString(nullptr, "Test Camera", kCFStringEncodingUTF8)); break;
+        case kCMIODevicePropertyStreams: if (*used != 0) put(camera->m_stream_id); break;
+        case kCMIOObjectPropertyListenerAdded: put(camera->m_last_listener_added); break;
+        case kCMIOObjectPropertyOwner: put(camera->m_device_id); break;
+        case kCMIOStreamPropertyClock: put(CFRetain(camera->m_clock)); break;
+        default: put(camera->m_frame_rate);
     }
     return noErr;
 }
@@ -258,55 +212,39 @@ OSStatus set_data(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObj
     Boolean settable = false;
     if (is_settable(self, object, address, &settable) != noErr || !settable) return kCMIOHardwareIllegalOperationError;
     if (size != property_size(camera, object, address)) return kCMIOHardwareBadPropertySizeError;
+    std::unique_lock<std::mutex> lock(camera->m_mutex);
     if (address->mSelector == kCMIOObjectPropertyListenerAdded) {
-        std::lock_guard<std::mutex> lock(camera->m_mutex);
-        std::memcpy(&camera->m_last_listener_added, data, sizeof(CMIOObjectPropertyAddress));
+        std::memcpy(&camera->m_last_listener_added, data, size);
         return noErr;
     }
     Float64 rate;
     std::memcpy(&rate, data, sizeof rate);
     // The camera runs at 15, 30 or 60 frames per second only.
     if (rate != 15.0 && rate != 30.0 && rate != 60.0) return kCMIODeviceUnsupportedFormatError;
-    {
-        std::lock_guard<std::mutex> lock(camera->m_mutex);
-        camera->m_frame_rate = rate;
-    }
+    camera->m_frame_rate = rate;
+    lock.unlock();
     changed(self, camera->m_stream_id, kCMIOStreamPropertyFrameRate);
     return noErr;
 }
 
-// ---- Devices and streams -----------------------------------------------------------------------
-
-OSStatus check_ids(camera_t* camera, CMIODeviceID device, CMIOStreamID stream) {
+OSStatus start_or_stop(CMIOHardwarePlugInRef self, CMIODeviceID device, CMIOStreamID stream, bool start) {
+    camera_t* camera = camera_of(self);
     if (device != camera->m_device_id) return kCMIOHardwareBadDeviceError;
-    return stream == camera->m_stream_id ? OSStatus(noErr) : OSStatus(kCMIOHardwareBadStreamError);
+    if (stream != camera->m_stream_id) return kCMIOHardwareBadStreamError;
+    if (start && camera->m_running.exchange(true)) return kCMIOHardwareNotStoppedError;
+    if (!start && !camera->m_running.load()) return kCMIOHardwareNotRunningError;
+    if (start) camera->m_producer = std::thread(produce, camera);
+    else stop_producer(camera);
+    changed(self, camera->m_device_id, kCMIODevicePropertyDeviceIsRunning);
+    return noErr;
 }
 
 OSStatus start_stream(CMIOHardwarePlugInRef self, CMIODeviceID device, CMIOStreamID stream) {
-    camera_t* camera = camera_of(self);
-    if (OSStatus status = check_ids(camera, device, stream); status != noErr) return status;
-    if (camera->m_running.exchange(true)) return kCMIOHardwareNotStoppedError;
-    camera->m_producer = std::thread(produce, camera);
-    changed(self, camera->m_device_id, kCMIODevicePropertyDeviceIsRunning);
-    return noErr;
+    return start_or_stop(self, device, stream, true);
 }
 
 OSStatus stop_stream(CMIOHardwarePlugInRef self, CMIODeviceID device, CMIOStreamID stream) {
-    camera_t* camera = camera_of(self);
-    if (OSStatus status = check_ids(camera, device, stream); status != noErr) return status;
-    if (!camera->m_running.load()) return kCMIOHardwareNotRunningError;
-    stop_producer(camera);
-    changed(self, camera->m_device_id, kCMIODevicePropertyDeviceIsRunning);
-    return noErr;
-}
-
-// Answers an AV/C command with its bytes in reverse order, as much as the response holds.
-OSStatus process_avc(CMIOHardwarePlugInRef self, CMIODeviceID device, CMIODeviceAVCCommand* command) {
-    if (command->mCommandLength == 0) return kCMIOHardwareIllegalOperationError;
-    UInt32 n = command->mCommandLength < command->mResponseLength ? command->mCommandLength : command->mResponseLength;
-    for (UInt32 i = 0; i < n; ++i) command->mResponse[i] = command->mCommand[command->mCommandLength - 1 - i];
-    command->mResponseUsed = n;
-    return noErr;
+    return start_or_stop(self, device, stream, false);
 }
 
 OSStatus copy_queue(CMIOHardwarePlugInRef self, CMIOStreamID stream, CMIODeviceStreamQueueAlteredProc proc,
@@ -320,19 +258,12 @@ OSStatus copy_queue(CMIOHardwarePlugInRef self, CMIOStreamID stream, CMIODeviceS
     return noErr;
 }
 
-OSStatus deck_cue(CMIOHardwarePlugInRef self, CMIOStreamID, Float64 frame, Boolean) {
-    camera_t* camera = camera_of(self);
-    std::lock_guard<std::mutex> lock(camera->m_mutex);
-    camera->m_cue_frame = static_cast<UInt64>(frame);
-    return noErr;
-}
-
 // Entries left empty are calls the camera does not support.
 CMIOHardwarePlugInInterface g_interface = {
-    nullptr,      query_interface, add_ref,      release,      nullptr,   initialize_with_id,
-    teardown,     nullptr,         has_property, is_settable,  get_size,  get_data,
-    set_data,     nullptr,         nullptr,      start_stream, stop_stream, process_avc,
-    nullptr,      copy_queue,      nullptr,      nullptr,      nullptr,   deck_cue,
+    nullptr,  query_interface, add_ref,      release,     nullptr,  initialize_with_id,
+    teardown, nullptr,         has_property, is_settable, get_size, get_data,
+    set_data, nullptr,         nullptr,      start_stream, stop_stream, nullptr,
+    nullptr,  copy_queue,      nullptr,      nullptr,     nullptr,  nullptr,
 };
 
 }  // namespace
