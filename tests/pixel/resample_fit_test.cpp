@@ -3,7 +3,6 @@
 // modes' confinement to the destination.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <random>
 #include <string>
@@ -27,8 +26,12 @@ struct fit_case_t {
     bool m_aligned;
 };
 
-int32_t even(float v, float bias) { return int32_t(v + bias) & ~1; }
-uint32_t clamp_to(int32_t v, uint32_t hi) { return v < 0 ? 0u : std::min<uint32_t>(uint32_t(v), hi); }
+// An edge of a bar or a crop: n * size / d, biased, made even, clamped to 0..limit.
+uint32_t edge(float n, float size, float d, float bias, uint32_t limit)
+{
+    const int32_t v = int32_t(n * size / d + bias) & ~1;
+    return v < 0 ? 0u : std::min<uint32_t>(uint32_t(v), limit);
+}
 
 packed_t sub_image(const packed_t& img, uint32_t x0, uint32_t y0, uint32_t w, uint32_t h)
 {
@@ -54,8 +57,7 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
     packed_t out = before;
     const float a = c.m_a, b = c.m_b, ws = float(c.m_ws), hs = float(c.m_hs), wd = float(c.m_wd);
     if (!c.m_fit_vertically && a < b) {
-        const uint32_t left = clamp_to(even((b - a) * wd / (2 * b), 0.5f), c.m_wd);
-        const uint32_t right = clamp_to(even((a + b) * wd / (2 * b), 1.5f), c.m_wd);
+        const uint32_t left = edge(b - a, wd, 2 * b, 0.5f, c.m_wd), right = edge(a + b, wd, 2 * b, 1.5f, c.m_wd);
         if (left > 0)
             for (uint32_t y = 0; y < c.m_hd; ++y)
                 for (uint32_t x = 0; x < c.m_wd; ++x)
@@ -67,14 +69,12 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
         return out;
     }
     if (!c.m_fit_vertically) {
-        const uint32_t left = clamp_to(even((a - b) * ws / (2 * a), 0.5f), c.m_ws);
-        const uint32_t right = clamp_to(even((a + b) * ws / (2 * a), 1.5f), c.m_ws);
+        const uint32_t left = edge(a - b, ws, 2 * a, 0.5f, c.m_ws), right = edge(a + b, ws, 2 * a, 1.5f, c.m_ws);
         if (right > left) model_scale(sub_image(src, left, 0, right - left, c.m_hs), out, mode);
         return out;
     }
     if (a < b) {
-        const uint32_t top = clamp_to(even((b - a) * hs / (2 * b), 0.5f), c.m_hs);
-        const uint32_t bottom = clamp_to(even((a + b) * hs / (2 * b), 1.5f), c.m_hs);
+        const uint32_t top = edge(b - a, hs, 2 * b, 0.5f, c.m_hs), bottom = edge(a + b, hs, 2 * b, 1.5f, c.m_hs);
         if (bottom > top) model_scale(sub_image(src, 0, top, c.m_ws, bottom - top), out, mode);
         return out;
     }
@@ -84,9 +84,7 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
         const float m = ((q - p) - hs) * 0.5f + p;
         lo = p - m, hi = q - m;
     }
-    const float ys = (hi - lo) / float(c.m_hd);
-    const float scales[2] = {ws / wd, ys};
-    const float offsets[2] = {(ws - wd) * 0.5f / wd, (lo - 0.5f) + 0.5f * ys};
+    const float ys = (hi - lo) / float(c.m_hd), scales[2] = {ws / wd, ys}, offsets[2] = {(ws - wd) * 0.5f / wd, (lo - 0.5f) + 0.5f * ys};
     model_scale(src, out, mode, scales, offsets);
     return out;
 }
@@ -108,9 +106,7 @@ TEST_P(fit_matches_model_t, modes_0_1_2_byte_for_byte_and_field_modes_inside)
         vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), c.m_ws, c.m_hs, std::min(mode, 3u), dst.data(), c.m_a,
                                      c.m_b, dst.pitch(), c.m_wd, c.m_hd, mode < 3 ? 0 : mode - 3, c.m_fit_vertically);
         if (mode < 3) expect_rows_equal(dst, expected);
-        EXPECT_TRUE(dst.guards_intact());
-        EXPECT_TRUE(src.guards_intact());
-        EXPECT_EQ(src.rows_bytes(), src_before);
+        EXPECT_TRUE(dst.guards_intact() && src.guards_intact() && src.rows_bytes() == src_before);
     }
 }
 
