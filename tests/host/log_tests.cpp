@@ -91,9 +91,7 @@ TEST_F(log_test, concurrent_callers_each_get_whole_lines_with_their_own_thread_i
 TEST(string_utils_test, sprintf_args_formats_to_the_exact_length_and_fourcc_stops_at_zero)
 {
     const std::string long_text(70000, 'y');
-    const struct {
-        std::string expected, actual;
-    } cases[] = {
+    const struct { std::string expected, actual; } cases[] = {
         {"", format_through_va_list("%s", "")},
         {"-12 4294967295 18446744073709551615",
          format_through_va_list("%d %u %llu", -12, 4294967295u, 18446744073709551615ull)},
@@ -106,10 +104,7 @@ TEST(string_utils_test, sprintf_args_formats_to_the_exact_length_and_fourcc_stop
         EXPECT_EQ(c.actual, c.expected) << "sizes " << c.actual.size() << " and " << c.expected.size();
 
     // Most significant byte first, up to the first zero byte.
-    const struct {
-        uint32_t code;
-        std::string text;
-    } codes[] = {
+    const struct { uint32_t code; std::string text; } codes[] = {
         {0x77686174, "what"}, {0x20202020, "    "}, {0, ""}, {0x61000062, "a"},
         {0x00616263, ""},     {0x61626300, "abc"},  {0xFF7F0109, std::string("\xFF\x7F\x01\x09")},
     };

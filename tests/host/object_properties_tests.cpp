@@ -70,11 +70,7 @@ TEST_F(object_properties_test, fixed_sizes_are_reported_and_every_other_size_is_
 TEST_F(object_properties_test, class_owner_and_manufacturer_values)
 {
     base_t plain('aplg', nullptr);
-    const struct {
-        base_t& object;
-        CMIOObjectPropertySelector selector;
-        UInt32 expected;
-    } cases[] = {
+    const struct { base_t& object; CMIOObjectPropertySelector selector; UInt32 expected; } cases[] = {
         {m_child, kCMIOObjectPropertyClass, 'astr'}, {m_owner, kCMIOObjectPropertyClass, 'adev'},
         {m_child, kCMIOObjectPropertyOwner, 42},       {m_owner, kCMIOObjectPropertyOwner, 1},  // no owner: the system
         {plain, kCMIOObjectPropertyOwner, 1},
@@ -105,10 +101,7 @@ TEST_F(object_properties_test, class_owner_and_manufacturer_values)
 TEST_F(object_properties_test, listeners_are_settable_read_only_ones_refuse_writes_unknown_ones_refuse_all)
 {
     enum kind_t { listener, read_only, unknown };
-    const struct {
-        CMIOObjectPropertySelector selector;
-        kind_t kind;
-    } cases[] = {
+    const struct { CMIOObjectPropertySelector selector; kind_t kind; } cases[] = {
         {kCMIOObjectPropertyListenerAdded, listener}, {kCMIOObjectPropertyListenerRemoved, listener},
         {kCMIOObjectPropertyClass, read_only},        {kCMIOObjectPropertyOwner, read_only},
         {kCMIOObjectPropertyOwnedObjects, read_only}, {kCMIOObjectPropertyManufacturer, read_only},

@@ -1,5 +1,4 @@
-// The ownership tree built by construction and the owned-objects answer with its scope and
-// class filters.
+// The ownership tree built by construction and the owned-objects answer with its scope and class filters.
 #include "test_objects.h"
 
 #include <atomic>
@@ -19,8 +18,7 @@ protected:
     test_object_t m_device{'adev', fake_plugin_ref()};
 
     // Bytes the size query reports; the qualifier size defaults to the whole filter.
-    UInt32 owned_size(CMIOObjectPropertyScope scope, const std::vector<CMIOClassID>& filter = {},
-                      UInt32 qualifier_size = ~0u)
+    UInt32 owned_size(CMIOObjectPropertyScope scope, const std::vector<CMIOClassID>& filter, UInt32 qualifier_size = ~0u)
     {
         if (qualifier_size == ~0u)
             qualifier_size = UInt32(filter.size() * sizeof(CMIOClassID));
@@ -34,79 +32,63 @@ protected:
 
 TEST_F(owned_objects_test, fetch_with_a_buffer_stops_at_the_first_match_without_storing)
 {
-    // Kept as the walk has always behaved: the capacity test is reversed, so a fetch never
-    // stores an id and reports 0 bytes, successfully.
+    // Kept as the walk has always behaved: the reversed capacity test stores nothing, reports 0 bytes.
     test_object_t first(kCMIOStreamClassID, &m_device), second(kCMIOStreamClassID, &m_device);
     first.set_object_id(100);
     second.set_object_id(101);
     for (UInt32 buffer_size : {8u, 4u, 0u, 64u}) {
         SCOPED_TRACE(buffer_size);
         clear_log();
-        CMIOObjectID ids[16];
-        std::fill(std::begin(ids), std::end(ids), 0xEEEEEEEE);
+        CMIOObjectID ids[16] = {0xEEEEEEEE};
         UInt32 used = 0xFFFFFFFF;
-        const auto address = address_of(kCMIOObjectPropertyOwnedObjects);
-        EXPECT_EQ(m_device.get_property(address, 0, nullptr, buffer_size, &used, ids), 0);
+        EXPECT_EQ(m_device.get_property(address_of(kCMIOObjectPropertyOwnedObjects), 0, nullptr, buffer_size, &used, ids),
+                  0);
         EXPECT_EQ(used, 0u);
         EXPECT_EQ(ids[0], 0xEEEEEEEE);
         EXPECT_EQ(log_messages(), (lines_t{k_called, "get_property for kCMIOObjectPropertyOwnedObjects insufficient capacity"}));
     }
 }
 
-TEST_F(owned_objects_test, scope_is_checked_before_the_class_filter)
+TEST_F(owned_objects_test, scope_is_checked_first_then_each_filter_entry_until_one_matches)
 {
     test_object_t input(kCMIOStreamClassID, &m_device, kCMIODevicePropertyScopeInput);
     test_object_t output(kCMIOStreamClassID, &m_device, kCMIODevicePropertyScopeOutput);
-    test_object_t global(kCMIOControlClassID, &m_device, kCMIOObjectPropertyScopeGlobal);
+    test_object_t control(kCMIOControlClassID, &m_device);
+    test_object_t generic(kCMIOObjectClassID, &m_device);  // matches every filter, is matched by none but its own
+    const std::string in = excluded("inpt"), out = excluded("outp"), none = filtered("none"), actl = filtered("actl");
     const struct {
         CMIOObjectPropertyScope scope;
         std::vector<CMIOClassID> filter;
+        UInt32 qualifier_size;  // ~0u: the whole filter
         UInt32 size;
         lines_t lines;
     } cases[] = {
-        {kCMIOObjectPropertyScopeGlobal, {}, 12, lines_t(3, k_called)},
-        {kCMIODevicePropertyScopeInput, {}, 4, {k_called, excluded("inpt"), excluded("inpt")}},
-        {kCMIODevicePropertyScopeOutput, {}, 4, {excluded("outp"), k_called, excluded("outp")}},
-        {'ptru', {}, 0, lines_t(3, excluded("ptru"))},
-        {kCMIODevicePropertyScopeInput, {kCMIOStreamClassID}, 4, {filtered("astr"), excluded("inpt"), excluded("inpt")}},
+        {kCMIOObjectPropertyScopeGlobal, {}, ~0u, 16, lines_t(4, k_called)},
+        {kCMIODevicePropertyScopeInput, {}, ~0u, 4, {k_called, in, in, in}},
+        {kCMIODevicePropertyScopeOutput, {}, ~0u, 4, {out, k_called, out, out}},
+        {kCMIODevicePropertyScopeInput, {kCMIOStreamClassID}, ~0u, 4, {filtered("astr"), in, in, in}},
+        {kCMIOObjectPropertyScopeGlobal, {kCMIOStreamClassID}, ~0u, 12, lines_t(4, filtered("astr"))},
+        {kCMIOObjectPropertyScopeGlobal, {'none', kCMIOControlClassID}, ~0u, 8, {none, actl, none, actl, none, actl, none}},
+        {kCMIOObjectPropertyScopeGlobal, {kCMIOObjectClassID}, ~0u, 4, lines_t(4, filtered("aobj"))},
+        {kCMIOObjectPropertyScopeGlobal, {'none'}, ~0u, 4, lines_t(4, none)},
+        // The filter needs one whole entry and its data; a partial second entry is ignored.
+        {kCMIOObjectPropertyScopeGlobal, {kCMIOStreamClassID}, 3, 16, lines_t(4, k_called)},
+        {kCMIOObjectPropertyScopeGlobal, {}, 4, 16, lines_t(4, k_called)},
+        {kCMIOObjectPropertyScopeGlobal, {kCMIOStreamClassID, kCMIOControlClassID}, 7, 12, lines_t(4, filtered("astr"))},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.lines));
         clear_log();
-        EXPECT_EQ(owned_size(c.scope, c.filter), c.size);
+        EXPECT_EQ(owned_size(c.scope, c.filter, c.qualifier_size), c.size);
         EXPECT_EQ(log_messages(), c.lines);
     }
-}
-
-TEST_F(owned_objects_test, class_filter_tries_each_entry_until_one_matches)
-{
-    test_object_t stream(kCMIOStreamClassID, &m_device);
-    test_object_t control(kCMIOControlClassID, &m_device);
-    test_object_t generic(kCMIOObjectClassID, &m_device);
-
-    // The generic object matches every filter.
-    EXPECT_EQ(owned_size(kCMIOObjectPropertyScopeGlobal, {kCMIOStreamClassID}), 8u);
-    EXPECT_EQ(log_messages(), lines_t(3, filtered("astr")));
-    clear_log();
-    EXPECT_EQ(owned_size(kCMIOObjectPropertyScopeGlobal, {'none', kCMIOControlClassID}), 8u);
-    EXPECT_EQ(log_messages(), (lines_t{filtered("none"), filtered("actl"),  // stream
-                                       filtered("none"), filtered("actl"),  // control
-                                       filtered("none")}));                 // generic
-    EXPECT_EQ(owned_size(kCMIOObjectPropertyScopeGlobal, {kCMIOObjectClassID}), 4u) << "only the generic one";
-    EXPECT_EQ(owned_size(kCMIOObjectPropertyScopeGlobal, {'none'}), 4u);
-
-    // The filter needs one whole entry and its data; a partial second entry is ignored.
-    const std::vector<CMIOClassID> filter{kCMIOStreamClassID};
-    EXPECT_EQ(owned_size(kCMIOObjectPropertyScopeGlobal, filter, 3), 12u);
-    EXPECT_EQ(owned_size(kCMIOObjectPropertyScopeGlobal, {}, 4), 12u);
-    EXPECT_EQ(owned_size(kCMIOObjectPropertyScopeGlobal, filter, 7), 8u);
-
     // The published entry answers through the same walk.
     ASSERT_TRUE(m_device.cmio_object_create());
     ASSERT_TRUE(m_device.publish());
     UInt32 size = 0;
-    EXPECT_EQ(m_device.get_property_data_size(address_of(kCMIOObjectPropertyOwnedObjects), 4, filter.data(), &size),
-              0);
-    EXPECT_EQ(size, 8u);
+    const CMIOClassID stream_class = kCMIOStreamClassID;
+    EXPECT_EQ(m_device.get_property_data_size(address_of(kCMIOObjectPropertyOwnedObjects), 4, &stream_class, &size), 0);
+    EXPECT_EQ(size, 12u);
     EXPECT_TRUE(m_device.unpublish());
 }
 

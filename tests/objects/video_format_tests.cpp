@@ -103,11 +103,7 @@ TEST_F(video_format_test, copies_share_the_description_with_one_retain_each)
 
 TEST_F(video_format_test, equality_compares_rates_as_fractions_and_descriptions)
 {
-    const struct {
-        const char* name;
-        video_format_t a, b;
-        bool equal;
-    } cases[] = {
+    const struct { const char* name; video_format_t a, b; bool equal; } cases[] = {
         {"equal fractions", {k_uyvy, 1280, 720, 30000, 1000}, {k_uyvy, 1280, 720, 30, 1}, true},
         {"ntsc rate against whole rate", {k_uyvy, 1280, 720, 30000, 1001}, {k_uyvy, 1280, 720, 30000, 1000}, false},
         {"other size", {k_uyvy, 1280, 720, 30, 1}, {k_uyvy, 1920, 1080, 30, 1}, false},
@@ -151,10 +147,7 @@ TEST_F(video_format_test, update_adopts_a_bgra_or_2vuy_description_keeps_the_rat
 
     CMFormatDescriptionRef audio = nullptr;
     ASSERT_EQ(CMFormatDescriptionCreate(kCFAllocatorDefault, kCMMediaType_Audio, 'lpcm', nullptr, &audio), 0);
-    const struct {
-        CMFormatDescriptionRef description;
-        const char* line;
-    } refused[] = {
+    const struct { CMFormatDescriptionRef description; const char* line; } refused[] = {
         {nullptr, "video_format::update null format"},
         {audio, "video_format::update not a video format"},
         {make_description(kCVPixelFormatType_422YpCbCr8_yuvs, 640, 480), "video_format::update not supported colorspace"},
@@ -196,10 +189,7 @@ TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator_and_from_a_do
     // From a double: kept exactly as given, with the nearest numerator over 1000 or 1001.
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const int32_t most_negative = std::numeric_limits<int32_t>::min();
-    const struct {
-        double rate;
-        int num, den;
-    } doubles[] = {
+    const struct { double rate; int num, den; } doubles[] = {
         {30.0, 30000, 1000}, {29.97, 29970, 1000}, {30000.0 / 1001.0, 29970, 1000}, {59.94, 59940, 1000},
         {23.976, 23976, 1000}, {-29.97, -29970, 1000}, {2147483.647, 2147483647, 1000},
         {0.0005, 0, 1001},  // a zero numerator is as close over either denominator
