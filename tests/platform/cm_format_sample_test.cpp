@@ -52,7 +52,7 @@ TEST_F(cm_format_description, equality_table) {
     release({primaries, same_primaries, empty});
 }
 
-TEST_F(cm_format_description, accessors_copied_extensions_image_buffers_and_audio) {
+TEST_F(cm_format_description, accessors_copied_extensions_image_buffers_audio_and_failures) {
     CFMutableDictionaryRef extensions =
         CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
     CFDictionarySetValue(extensions, kCMFormatDescriptionExtension_FormatName, CFSTR("Component Y'CbCr"));
@@ -92,22 +92,20 @@ TEST_F(cm_format_description, accessors_copied_extensions_image_buffers_and_audi
     EXPECT_EQ(CMAudioFormatDescriptionGetStreamBasicDescription(a)->mSampleRate, 48000);
     EXPECT_FALSE(CMFormatDescriptionEqual(a, b));
     release({a, b});
-}
 
-TEST_F(cm_format_description, failure_switch_and_bad_arguments) {
     zav_platform::probe::set_failure(failing_call_t::format_description_create,
                                      kCMFormatDescriptionError_AllocationFailed);
-    CMVideoFormatDescriptionRef description = nullptr;
-    EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, &description),
+    CMVideoFormatDescriptionRef failed = nullptr;
+    EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, &failed),
               kCMFormatDescriptionError_AllocationFailed);
-    CVPixelBufferRef buffer = pixels(8, 8);
-    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &description),
+    buffer = pixels(8, 8);
+    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &failed),
               kCMFormatDescriptionError_AllocationFailed);
-    EXPECT_EQ(description, nullptr);
+    EXPECT_EQ(failed, nullptr);
     zav_platform::probe::clear_failures();
     EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, nullptr),
               kCMFormatDescriptionError_InvalidParameter);
-    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, nullptr, &description),
+    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, nullptr, &failed),
               kCMFormatDescriptionError_InvalidParameter);
     CFRelease(buffer);
 }

@@ -15,7 +15,7 @@ namespace {
 using cv_pixel_buffer = platform_test_t;
 using zav_platform::probe::failing_call_t;
 
-TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes_or_the_alignment_asked_for) {
+TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes_or_the_alignment_asked_for_and_wrapped_bytes_keep_their_stride) {
     const struct {
         OSType m_format;
         size_t m_width, m_unpadded;  // width × bytes per pixel
@@ -44,6 +44,23 @@ TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes_or_the_alignment_asked_for) 
     ASSERT_EQ(CVPixelBufferCreate(nullptr, 70, 2, kCVPixelFormatType_32BGRA, attributes, &buffer), kCVReturnSuccess);
     EXPECT_EQ(CVPixelBufferGetBytesPerRow(buffer), 512u);  // 280 bytes rounded up to 256
     release({buffer, attributes, alignment});
+    // Wrapped bytes keep the caller's stride and are given back once, when the buffer ends.
+    std::vector<uint8_t> pixels(100 * 10);
+    std::vector<const void*> given_back;
+    const auto give_back = [](void* refcon, const void* address) {
+        static_cast<std::vector<const void*>*>(refcon)->push_back(address);
+    };
+    ASSERT_EQ(CVPixelBufferCreateWithBytes(nullptr, 20, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, give_back,
+                                           &given_back, nullptr, &buffer),
+              kCVReturnSuccess);
+    EXPECT_EQ(CVPixelBufferGetBytesPerRow(buffer), 100u);
+    EXPECT_EQ(CVPixelBufferGetBaseAddress(buffer), pixels.data());
+    EXPECT_TRUE(given_back.empty());
+    CVPixelBufferRelease(buffer);
+    EXPECT_EQ(given_back, std::vector<const void*>{pixels.data()});
+    EXPECT_EQ(CVPixelBufferCreateWithBytes(nullptr, 30, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, nullptr,
+                                           nullptr, nullptr, &buffer),
+              kCVReturnInvalidArgument);  // 30 pixels need 120 bytes a row
 }
 
 TEST_F(cv_pixel_buffer, locks_are_counted_and_bad_arguments_leave_the_output_untouched) {
@@ -72,27 +89,6 @@ TEST_F(cv_pixel_buffer, locks_are_counted_and_bad_arguments_leave_the_output_unt
     EXPECT_EQ(CVPixelBufferRetain(nullptr), nullptr);
 }
 
-// The callback gets its refcon and the address given, once, when the buffer ends.
-TEST_F(cv_pixel_buffer, wrapped_bytes_keep_their_stride_and_are_given_back_through_the_callback) {
-    std::vector<uint8_t> pixels(100 * 10);
-    std::vector<const void*> given_back;
-    const auto give_back = [](void* refcon, const void* address) {
-        static_cast<std::vector<const void*>*>(refcon)->push_back(address);
-    };
-    CVPixelBufferRef buffer = nullptr;
-    ASSERT_EQ(CVPixelBufferCreateWithBytes(nullptr, 20, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, give_back,
-                                           &given_back, nullptr, &buffer),
-              kCVReturnSuccess);
-    EXPECT_EQ(CVPixelBufferGetBytesPerRow(buffer), 100u);
-    EXPECT_EQ(CVPixelBufferGetBaseAddress(buffer), pixels.data());
-    EXPECT_TRUE(given_back.empty());
-    CVPixelBufferRelease(buffer);
-    EXPECT_EQ(given_back, std::vector<const void*>{pixels.data()});
-    EXPECT_EQ(CVPixelBufferCreateWithBytes(nullptr, 30, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, nullptr,
-                                           nullptr, nullptr, &buffer),
-              kCVReturnInvalidArgument);  // 30 pixels need 120 bytes a row
-}
-
 class cv_pixel_buffer_pool : public platform_test_t {
 protected:
     void TearDown() override {
@@ -116,7 +112,7 @@ protected:
     CVPixelBufferPoolRef m_pool = nullptr;
 };
 
-TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_from_a_bounded_set_and_may_outlive_the_pool) {
+TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_failures_are_switched_and_buffers_outlive_the_pool) {
     make_pool(kCVPixelFormatType_422YpCbCr8, 1366, 4);
     EXPECT_TRUE(CFEqual(CVPixelBufferPoolGetPixelBufferAttributes(m_pool), m_attributes));
     CVPixelBufferRef first = take(), second = take();
@@ -139,6 +135,21 @@ TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_from_a_bounded_set_and_
         previous = buffer;
     }
     EXPECT_LE(memory.size(), 2u);
+    // Incomplete attributes and the failure switches for making a pool and taking from one.
+    CVPixelBufferPoolRef pool = nullptr;
+    CVPixelBufferRef buffer = nullptr;
+    CFNumberRef width = make_int32(10);
+    CFDictionaryRef width_only = make_dictionary(kCVPixelBufferWidthKey, width);
+    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, width_only, &pool), kCVReturnInvalidPixelBufferAttributes);
+    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, nullptr, &pool), kCVReturnInvalidPixelBufferAttributes);
+    release({width_only, width});
+    zav_platform::probe::set_failure(failing_call_t::pixel_buffer_pool_create, kCVReturnPoolAllocationFailed);
+    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, m_attributes, &pool), kCVReturnPoolAllocationFailed);
+    zav_platform::probe::set_failure(failing_call_t::pool_create_pixel_buffer, kCVReturnWouldExceedAllocationThreshold);
+    EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, m_pool, &buffer), kCVReturnWouldExceedAllocationThreshold);
+    EXPECT_TRUE(pool == nullptr && buffer == nullptr);
+    zav_platform::probe::clear_failures();
+    CVPixelBufferRelease(take());
     // The last buffer outlives its pool: its memory is freed then, not handed to a dead pool.
     CVPixelBufferPoolRelease(m_pool);
     m_pool = nullptr;
@@ -173,25 +184,6 @@ TEST_F(cv_pixel_buffer_pool, buffers_sent_through_a_queue_and_released_on_other_
     client.join();
     EXPECT_EQ(out_of_order, 0);
     CFRelease(handoff);
-}
-
-TEST_F(cv_pixel_buffer_pool, incomplete_attributes_and_failure_switches) {
-    CFNumberRef width = make_int32(10);
-    CFDictionaryRef width_only = make_dictionary(kCVPixelBufferWidthKey, width);
-    CVPixelBufferPoolRef pool = nullptr;
-    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, width_only, &pool), kCVReturnInvalidPixelBufferAttributes);
-    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, nullptr, &pool), kCVReturnInvalidPixelBufferAttributes);
-    release({width_only, width});
-    make_pool(kCVPixelFormatType_32BGRA, 16, 16);
-    zav_platform::probe::set_failure(failing_call_t::pixel_buffer_pool_create, kCVReturnPoolAllocationFailed);
-    EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, m_attributes, &pool), kCVReturnPoolAllocationFailed);
-    EXPECT_EQ(pool, nullptr);
-    zav_platform::probe::set_failure(failing_call_t::pool_create_pixel_buffer, kCVReturnWouldExceedAllocationThreshold);
-    CVPixelBufferRef buffer = nullptr;
-    EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, m_pool, &buffer), kCVReturnWouldExceedAllocationThreshold);
-    EXPECT_EQ(buffer, nullptr);
-    zav_platform::probe::clear_failures();
-    CVPixelBufferRelease(take());
 }
 
 }  // namespace
