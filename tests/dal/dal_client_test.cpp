@@ -1,17 +1,103 @@
-// The test camera driven through the client API as an application would: listing, property
-// routing with the plug-in's status passed through, the system object's own settings, and
-// property listeners.
-#include "dal_test_support.h"
-
+// The DAL system and its client API, driven as an application would: listing, property routing
+// with the plug-in's status passed through, the system object's settings, listeners, streaming
+// from the test camera (buffer queue, samples, stream clock), several threads at once, broken
+// plug-in bundles beside a working one, and letting go of plug-ins at exit.
+#include <CoreFoundation/CoreFoundation.h>
+#include <CoreMedia/CoreMedia.h>
+#include <CoreMediaIO/CMIOHardware.h>
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
+#include <CoreMediaIO/CMIOSampleBuffer.h>
+#include <CoreVideo/CoreVideo.h>
 #include <gtest/gtest.h>
+#include <mach/mach_time.h>
+#include <unistd.h>
+#include <zav_platform/probe.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
 
-using namespace dal_test;
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 
 namespace {
+
+CMIOObjectPropertyAddress address(CMIOObjectPropertySelector selector,
+                                  CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal,
+                                  CMIOObjectPropertyElement element = kCMIOObjectPropertyElementMain) {
+    return {selector, scope, element};
+}
+
+// A fixed-size property value; the status of the read goes to `status` when given.
+template <class T>
+T read(CMIOObjectID object, CMIOObjectPropertySelector selector, OSStatus* status = nullptr) {
+    const CMIOObjectPropertyAddress where = address(selector);
+    T value{};
+    UInt32 used = 0;
+    const OSStatus result = CMIOObjectGetPropertyData(object, &where, 0, nullptr, sizeof(T), &used, &value);
+    if (status != nullptr) *status = result;
+    return value;
+}
+
+// An array of object ids, sized by asking for the data size first; empty on any error.
+std::vector<CMIOObjectID> read_ids(CMIOObjectID object, CMIOObjectPropertySelector selector,
+                                   CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal,
+                                   const std::vector<CMIOClassID>& qualifier = {}) {
+    const CMIOObjectPropertyAddress where = address(selector, scope);
+    const UInt32 qualifier_size = static_cast<UInt32>(qualifier.size() * sizeof(CMIOClassID));
+    UInt32 size = 0, used = 0;
+    if (CMIOObjectGetPropertyDataSize(object, &where, qualifier_size, qualifier.data(), &size) != noErr) return {};
+    std::vector<CMIOObjectID> ids(size / sizeof(CMIOObjectID));
+    if (CMIOObjectGetPropertyData(object, &where, qualifier_size, qualifier.data(), size, &used, ids.data()) != noErr)
+        return {};
+    ids.resize(used / sizeof(CMIOObjectID));
+    return ids;
+}
+
+// The test camera's device among all devices, or kCMIOObjectUnknown.
+CMIOObjectID find_test_camera() {
+    for (CMIOObjectID device : read_ids(kCMIOObjectSystemObject, kCMIOHardwarePropertyDevices)) {
+        CFStringRef name = read<CFStringRef>(device, kCMIOObjectPropertyName);
+        const bool found = name != nullptr && CFEqual(name, CFSTR("Test Camera"));
+        if (name != nullptr) CFRelease(name);
+        if (found) return device;
+    }
+    return kCMIOObjectUnknown;
+}
+
+// Points the DAL system at `folders` and starts it over, so that the next client call loads.
+void use_plugin_folders(const std::string& folders) {
+    zav_platform::probe::unload_plug_ins();
+    setenv("CMIO_DAL_PLUGIN_PATH", folders.c_str(), 1);
+}
+
+// Runs `action` with stderr redirected into a temporary file and returns what it wrote.
+std::string capture_stderr(const std::function<void()>& action) {
+    std::fflush(stderr);
+    std::FILE* file = std::tmpfile();
+    const int saved = dup(STDERR_FILENO);
+    dup2(fileno(file), STDERR_FILENO);
+    action();
+    std::fflush(stderr);
+    dup2(saved, STDERR_FILENO);
+    close(saved);
+    std::string all(static_cast<std::size_t>(lseek(fileno(file), 0, SEEK_END)), '\0');
+    std::rewind(file);
+    all.resize(std::fread(all.data(), 1, all.size(), file));
+    std::fclose(file);
+    return all;
+}
 
 class dal_client_t : public ::testing::Test {
 protected:
@@ -151,12 +237,14 @@ struct recorder_t {
     }
 };
 
-// Which system settings are settable, size checks, global-only addresses, and listeners that
-// hear real changes only.
+// A system setting is settable at its size only, and its listeners hear real changes only; the
+// system object has global, main-element addresses only.
 TEST_F(dal_client_t, system_settings_are_checked_global_only_and_heard_when_changed) {
     const CMIOObjectID system = kCMIOObjectSystemObject;
     const CMIOObjectPropertyAddress allow = address(kCMIOHardwarePropertyAllowScreenCaptureDevices);
     const CMIOObjectPropertyAddress devices = address(kCMIOHardwarePropertyDevices);
+    const CMIOObjectPropertyAddress output = address(kCMIOHardwarePropertyDevices, kCMIODevicePropertyScopeOutput);
+    const CMIOObjectPropertyAddress element = address(kCMIOHardwarePropertyDevices, kCMIOObjectPropertyScopeGlobal, 3);
     Boolean settable = false;
     EXPECT_EQ(CMIOObjectIsPropertySettable(system, &allow, &settable), noErr);
     EXPECT_TRUE(settable);
@@ -164,22 +252,16 @@ TEST_F(dal_client_t, system_settings_are_checked_global_only_and_heard_when_chan
     EXPECT_FALSE(settable);
     recorder_t recorder;
     ASSERT_EQ(CMIOObjectAddPropertyListener(system, &allow, recorder_t::listener, &recorder), noErr);
-    UInt32 off = 0, used = 0;
-    for (int i = 0; i < 2; ++i)
-        ASSERT_EQ(CMIOObjectSetPropertyData(system, &allow, 0, nullptr, sizeof off, &off), noErr);
+    UInt32 off = 0;
+    UInt16 small = 1;
+    for (int i = 0; i < 2; ++i) ASSERT_EQ(CMIOObjectSetPropertyData(system, &allow, 0, nullptr, sizeof off, &off), noErr);
     EXPECT_EQ(read<UInt32>(system, kCMIOHardwarePropertyAllowScreenCaptureDevices), 0u);
     EXPECT_EQ(recorder.size(), 1u) << "setting the same value again is no change";
     CMIOObjectRemovePropertyListener(system, &allow, recorder_t::listener, &recorder);
-    UInt16 small = 1;
     EXPECT_EQ(CMIOObjectSetPropertyData(system, &allow, 0, nullptr, sizeof small, &small),
-              kCMIOHardwareBadPropertySizeError);
-    EXPECT_EQ(CMIOObjectGetPropertyData(system, &allow, 0, nullptr, sizeof small, &used, &small),
               kCMIOHardwareBadPropertySizeError);
     EXPECT_EQ(CMIOObjectSetPropertyData(system, &devices, 0, nullptr, sizeof m_device, &m_device),
               kCMIOHardwareIllegalOperationError);
-    // Only global, main-element addresses exist on the system object.
-    const CMIOObjectPropertyAddress output = address(kCMIOHardwarePropertyDevices, kCMIODevicePropertyScopeOutput);
-    const CMIOObjectPropertyAddress element = address(kCMIOHardwarePropertyDevices, kCMIOObjectPropertyScopeGlobal, 3);
     EXPECT_TRUE(CMIOObjectHasProperty(system, &devices));
     EXPECT_FALSE(CMIOObjectHasProperty(system, &output));
     EXPECT_FALSE(CMIOObjectHasProperty(system, &element));
@@ -198,9 +280,7 @@ TEST_F(dal_client_t, notices_reach_matching_listeners_until_removed) {
     ASSERT_EQ(CMIOObjectAddPropertyListener(m_device, &name, recorder_t::listener, &name_only), noErr);
     // The plug-in is told about each new listener.
     const CMIOObjectPropertyAddress told = read<CMIOObjectPropertyAddress>(m_device, kCMIOObjectPropertyListenerAdded);
-    EXPECT_EQ(told.mSelector, name.mSelector);
-    EXPECT_EQ(told.mScope, name.mScope);
-    EXPECT_EQ(told.mElement, name.mElement);
+    EXPECT_EQ(std::memcmp(&told, &name, sizeof name), 0);
     Float64 fifteen = 15.0, thirty = 30.0;
     ASSERT_EQ(CMIOObjectSetPropertyData(m_stream, &rate, 0, nullptr, sizeof fifteen, &fifteen), noErr);
     EXPECT_EQ(rate_only.count_of(m_stream, kCMIOStreamPropertyFrameRate), 1u);
@@ -237,6 +317,253 @@ TEST_F(dal_client_t, notices_reach_matching_listeners_until_removed) {
     EXPECT_EQ(device_list.count_of(kCMIOObjectSystemObject, kCMIOHardwarePropertyDevices), 2u);
     EXPECT_FALSE(contains(read_ids(kCMIOObjectSystemObject, kCMIOHardwarePropertyDevices), extra));
     CMIOObjectRemovePropertyListener(kCMIOObjectSystemObject, &devices, recorder_t::listener, &device_list);
+}
+
+// ---- Streaming and threads ----------------------------------------------------------------------
+
+struct altered_t {
+    std::atomic<int> m_calls{0};
+    std::atomic<CMIOStreamID> m_stream{kCMIOObjectUnknown};
+
+    static void proc(CMIOStreamID stream_id, void*, void* refcon) {
+        auto* self = static_cast<altered_t*>(refcon);
+        self->m_stream = stream_id;
+        ++self->m_calls;
+    }
+};
+
+// Waits up to five seconds for a sample and takes it off the queue (the caller releases it).
+CMSampleBufferRef next_sample(CMSimpleQueueRef queue) {
+    for (auto end = std::chrono::steady_clock::now() + 5s; CMSimpleQueueGetCount(queue) == 0;) {
+        if (std::chrono::steady_clock::now() > end) return nullptr;
+        std::this_thread::sleep_for(2ms);
+    }
+    return static_cast<CMSampleBufferRef>(const_cast<void*>(CMSimpleQueueDequeue(queue)));
+}
+
+void drain(CMSimpleQueueRef queue) {
+    while (const void* left = CMSimpleQueueDequeue(queue)) CFRelease(left);
+}
+
+// Samples, the clock that follows them, and the queue every copy of which is the same object.
+TEST_F(dal_client_t, samples_carry_image_timing_sequence_and_flags_until_stop) {
+    const std::size_t live_samples = zav_platform::probe::live_object_count(CMSampleBufferGetTypeID());
+    altered_t altered;
+    CMSimpleQueueRef queue = nullptr, again = nullptr;
+    ASSERT_EQ(CMIOStreamCopyBufferQueue(m_stream, altered_t::proc, &altered, &queue), noErr);
+    ASSERT_NE(queue, nullptr);
+    const CFIndex references = CFGetRetainCount(queue);
+    ASSERT_EQ(CMIOStreamCopyBufferQueue(m_stream, altered_t::proc, &altered, &again), noErr);
+    EXPECT_EQ(again, queue);
+    EXPECT_EQ(CFGetRetainCount(queue), references + 1);
+    CFRelease(again);
+    CFTypeRef clock = read<CFTypeRef>(m_stream, kCMIOStreamPropertyClock);
+    ASSERT_NE(clock, nullptr);
+    ASSERT_EQ(CMIODeviceStartStream(m_device, m_stream), noErr);
+    CMTime last_pts = kCMTimeInvalid;
+    for (UInt64 i = 0; i < 3; ++i) {
+        CMSampleBufferRef sample = next_sample(queue);
+        ASSERT_NE(sample, nullptr) << "no sample " << i;
+        EXPECT_EQ(CMIOSampleBufferGetSequenceNumber(sample), i);
+        // Only the first sample after a start says that what came before is unknown.
+        EXPECT_EQ(CMIOSampleBufferGetDiscontinuityFlags(sample),
+                  i == 0 ? UInt32(kCMIOSampleBufferDiscontinuityFlag_UnknownDiscontinuity)
+                         : UInt32(kCMIOSampleBufferNoDiscontinuities));
+        const CMTime pts = last_pts = CMSampleBufferGetPresentationTimeStamp(sample);
+        EXPECT_EQ(pts.value, static_cast<CMTimeValue>(i));
+        EXPECT_EQ(pts.timescale, 30);
+        EXPECT_EQ(CMSampleBufferGetDuration(sample).value, 1);
+        CVImageBufferRef image = CMSampleBufferGetImageBuffer(sample);
+        ASSERT_NE(image, nullptr);
+        EXPECT_EQ(CVPixelBufferGetWidth(image), 64u);
+        EXPECT_EQ(CVPixelBufferGetHeight(image), 48u);
+        const CMVideoDimensions dimensions =
+            CMVideoFormatDescriptionGetDimensions(CMSampleBufferGetFormatDescription(sample));
+        EXPECT_EQ(dimensions.width, 64);
+        EXPECT_EQ(dimensions.height, 48);
+        CFRelease(sample);
+    }
+    // The camera posts one clock event per frame, so now is at or after the last frame seen, and
+    // not far beyond the last one made.
+    const CMTime now = CMIOStreamClockConvertHostTimeToDeviceTime(mach_absolute_time(), clock);
+    CFRelease(clock);
+    ASSERT_TRUE(CMTIME_IS_VALID(now));
+    EXPECT_GE(CMTimeGetSeconds(now), CMTimeGetSeconds(last_pts) - 1e-3);
+    EXPECT_LT(CMTimeGetSeconds(now), 60.0);
+    ASSERT_EQ(CMIODeviceStopStream(m_device, m_stream), noErr);
+    EXPECT_GE(altered.m_calls.load(), 3);
+    EXPECT_EQ(altered.m_stream.load(), m_stream);
+    // Nothing arrives after the stop, and no sample outlives its release.
+    const int calls = altered.m_calls.load();
+    std::this_thread::sleep_for(40ms);
+    EXPECT_EQ(altered.m_calls.load(), calls);
+    drain(queue);
+    CFRelease(queue);
+    EXPECT_EQ(zav_platform::probe::live_object_count(CMSampleBufferGetTypeID()), live_samples);
+}
+
+// First calls from several threads at once load each plug-in once; the same threads then read
+// properties and add and remove listeners while the main thread starts and stops the stream,
+// whose running notices go to those listeners.
+TEST(dal_threads, first_calls_load_once_and_concurrent_calls_agree) {
+    use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
+    zav_platform::probe::clear_records();
+    constexpr int k_threads = 4;
+    std::vector<CMIOObjectID> found(k_threads, kCMIOObjectUnknown);
+    std::atomic<bool> go{false};
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < k_threads; ++i)
+        threads.emplace_back([&, i] {
+            while (!go.load()) std::this_thread::yield();
+            const CMIOObjectID device = found[i] = find_test_camera();
+            const CMIOObjectPropertyAddress running = address(kCMIODevicePropertyDeviceIsRunning);
+            auto proc = [](CMIOObjectID, UInt32, const CMIOObjectPropertyAddress*, void*) -> OSStatus { return noErr; };
+            for (int n = 0; n < 200; ++n) {
+                OSStatus status = noErr;
+                failures += read<CMIOClassID>(device, kCMIOObjectPropertyClass, &status) != kCMIODeviceClassID;
+                failures += status != noErr;
+                failures += CMIOObjectAddPropertyListener(device, &running, proc, &found[i]) != noErr;
+                failures += CMIOObjectRemovePropertyListener(device, &running, proc, &found[i]) != noErr;
+            }
+        });
+    go = true;
+    const CMIOObjectID device = find_test_camera();
+    const std::vector<CMIOObjectID> streams = read_ids(device, kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput);
+    for (int n = 0; n < 5 && !streams.empty(); ++n) {
+        failures += CMIODeviceStartStream(device, streams[0]) != noErr;
+        std::this_thread::sleep_for(5ms);
+        failures += CMIODeviceStopStream(device, streams[0]) != noErr;
+    }
+    for (std::thread& t : threads) t.join();
+    EXPECT_NE(device, kCMIOObjectUnknown);
+    for (CMIOObjectID id : found) EXPECT_EQ(id, device);
+    EXPECT_EQ(failures.load(), 0);
+    // Each plug-in made its devices once: as many creations as devices listed (plug-ins
+    // installed in the system folder included).
+    std::size_t devices_made = 0;
+    for (const auto& created : zav_platform::probe::created_objects())
+        devices_made += created.class_id == kCMIODeviceClassID;
+    EXPECT_EQ(devices_made, read_ids(kCMIOObjectSystemObject, kCMIOHardwarePropertyDevices).size())
+        << "a plug-in was initialised more than once";
+}
+
+// ---- Plug-in bundles and exit ---------------------------------------------------------------------
+
+constexpr const char* k_type = "30010C1C-93BF-11D8-8B5B-000A95AF9C6A";
+constexpr const char* k_factory = "0B6E1C40-2F0A-4B38-8F4D-7C1B7E2A9D11";
+
+// An Info.plist with the given executable and factory function; empty means "leave it out".
+std::string info_plist(const std::string& executable, const std::string& function, const std::string& type = k_type) {
+    std::ostringstream text;
+    text << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n";
+    if (!executable.empty()) text << "<key>CFBundleExecutable</key><string>" << executable << "</string>\n";
+    if (!function.empty())
+        text << "<key>CFPlugInFactories</key><dict><key>" << k_factory << "</key><string>" << function
+             << "</string></dict>\n";
+    text << "<key>CFPlugInTypes</key><dict><key>" << type << "</key><array><string>" << k_factory
+         << "</string></array></dict>\n</dict>\n</plist>\n";
+    return text.str();
+}
+
+class dal_bundles_t : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        char pattern[] = "/tmp/dal_bundles_XXXXXX";
+        s_folder = mkdtemp(pattern);
+        // A working plug-in beside the broken ones.
+        fs::copy(ZAV_TEST_CAMERA_BUNDLE, s_folder + "/Working.plugin", fs::copy_options::recursive);
+
+        add("NoExecutableKey", info_plist("", "BrokenFactoryReturnsNull"), true);
+        add("NoFactories", info_plist("Broken", ""), true);
+        add("OtherType", info_plist("Broken", "BrokenFactoryReturnsNull", "11111111-2222-3333-4444-555555555555"), true);
+        add("MissingExecutable", info_plist("Broken", "BrokenFactoryReturnsNull"), false);
+        add("MissingFactory", info_plist("Broken", "NoSuchFactory"), true);
+        add("NullFactory", info_plist("Broken", "BrokenFactoryReturnsNull"), true);
+        add("RefusesInterface", info_plist("Broken", "BrokenFactoryRefusesInterface"), true);
+        add("FailsToInitialize", info_plist("Broken", "BrokenFactoryFailsToInitialize"), true);
+        add("GarbagePlist", "this is not a property list", true);
+        fs::create_directories(s_folder + "/NoPlist.plugin/Contents/MacOS");
+        fs::create_directories(s_folder + "/NotALibrary.plugin/Contents/MacOS");
+        std::ofstream(s_folder + "/NotALibrary.plugin/Contents/Info.plist") << info_plist("Broken", "Factory");
+        std::ofstream(s_folder + "/NotALibrary.plugin/Contents/MacOS/Broken") << "not an executable";
+        // Neither of these is a bundle, so neither is mentioned.
+        std::ofstream(s_folder + "/notes.txt") << "hello";
+        fs::create_directories(s_folder + "/Folder.bundle");
+    }
+
+    static void TearDownTestSuite() {
+        zav_platform::probe::unload_plug_ins();
+        fs::remove_all(s_folder);
+    }
+
+    static void add(const std::string& name, const std::string& plist, bool with_executable) {
+        const std::string contents = s_folder + "/" + name + ".plugin/Contents";
+        fs::create_directories(contents + "/MacOS");
+        std::ofstream(contents + "/Info.plist") << plist;
+        if (with_executable) fs::copy_file(ZAV_BROKEN_FACTORIES, contents + "/MacOS/Broken");
+    }
+
+    // The stderr lines that mention a bundle.
+    static std::vector<std::string> lines_about(const std::string& log, const std::string& bundle) {
+        std::vector<std::string> lines;
+        std::istringstream in(log);
+        for (std::string line; std::getline(in, line);)
+            if (line.find("/" + bundle + ".plugin") != std::string::npos) lines.push_back(line);
+        return lines;
+    }
+
+    static inline std::string s_folder;
+};
+
+// Empty and missing folders in the search path are passed over.
+TEST_F(dal_bundles_t, broken_bundles_are_skipped_with_one_line_each_and_the_working_one_loads) {
+    use_plugin_folders("::/no/such/folder:" + s_folder + ":");
+    CMIOObjectID camera = kCMIOObjectUnknown;
+    const std::string log = capture_stderr([&] { camera = find_test_camera(); });
+    EXPECT_NE(camera, kCMIOObjectUnknown) << log;
+    const std::pair<const char*, const char*> expected[] = {
+        {"NoExecutableKey", "CFBundleExecutable"},     {"NoFactories", "CFPlugInFactories"},
+        {"OtherType", "CFPlugInTypes"},                {"MissingExecutable", "is missing"},
+        {"MissingFactory", "NoSuchFactory not found"}, {"NullFactory", "returned no plug-in"},
+        {"RefusesInterface", "refused"},               {"FailsToInitialize", "failed to initialise"},
+        {"GarbagePlist", "not a property list"},       {"NoPlist", "Info.plist is missing"},
+        {"NotALibrary", "cannot load executable"},
+    };
+    for (const auto& [bundle, reason] : expected) {
+        std::vector<std::string> lines = lines_about(log, bundle);
+        ASSERT_EQ(lines.size(), 1u) << bundle << " in:\n" << log;
+        EXPECT_NE(lines[0].find(reason), std::string::npos) << lines[0];
+    }
+    EXPECT_TRUE(lines_about(log, "Working").empty()) << log;
+    EXPECT_EQ(log.find("notes.txt"), std::string::npos);
+    EXPECT_EQ(log.find("Folder.bundle"), std::string::npos);
+    // References of refused and failed plug-ins are given back.
+    EXPECT_NE(log.find("RefusingPlugIn: last reference released"), std::string::npos) << log;
+    EXPECT_NE(log.find("FailingPlugIn: last reference released"), std::string::npos) << log;
+}
+
+// Both ways a process lets go of its plug-ins: exiting, and the DAL system unloading them.
+TEST(dal_exit, plugins_are_torn_down_and_released_at_exit_and_on_unload) {
+    const char* const k_released = "TestCamera: last reference released after teardown";
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
+            if (find_test_camera() == kCMIOObjectUnknown) std::_Exit(3);
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), k_released);
+    use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
+    const CMIOObjectID camera = find_test_camera();
+    ASSERT_NE(camera, kCMIOObjectUnknown);
+    const std::string log = capture_stderr([] { zav_platform::probe::unload_plug_ins(); });
+    EXPECT_NE(log.find(k_released), std::string::npos) << log;
+    // Its objects are gone with it.
+    UInt32 size = 0;
+    const CMIOObjectPropertyAddress name = address(kCMIOObjectPropertyName);
+    unsetenv("CMIO_DAL_PLUGIN_PATH");
+    EXPECT_EQ(CMIOObjectGetPropertyDataSize(camera, &name, 0, nullptr, &size), kCMIOHardwareBadObjectError);
 }
 
 }  // namespace

@@ -227,7 +227,8 @@ OSStatus set_data(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObj
     return noErr;
 }
 
-OSStatus start_or_stop(CMIOHardwarePlugInRef self, CMIODeviceID device, CMIOStreamID stream, bool start) {
+template <bool start>
+OSStatus start_or_stop(CMIOHardwarePlugInRef self, CMIODeviceID device, CMIOStreamID stream) {
     camera_t* camera = camera_of(self);
     if (device != camera->m_device_id) return kCMIOHardwareBadDeviceError;
     if (stream != camera->m_stream_id) return kCMIOHardwareBadStreamError;
@@ -237,14 +238,6 @@ OSStatus start_or_stop(CMIOHardwarePlugInRef self, CMIODeviceID device, CMIOStre
     else stop_producer(camera);
     changed(self, camera->m_device_id, kCMIODevicePropertyDeviceIsRunning);
     return noErr;
-}
-
-OSStatus start_stream(CMIOHardwarePlugInRef self, CMIODeviceID device, CMIOStreamID stream) {
-    return start_or_stop(self, device, stream, true);
-}
-
-OSStatus stop_stream(CMIOHardwarePlugInRef self, CMIODeviceID device, CMIOStreamID stream) {
-    return start_or_stop(self, device, stream, false);
 }
 
 OSStatus copy_queue(CMIOHardwarePlugInRef self, CMIOStreamID stream, CMIODeviceStreamQueueAlteredProc proc,
@@ -260,10 +253,10 @@ OSStatus copy_queue(CMIOHardwarePlugInRef self, CMIOStreamID stream, CMIODeviceS
 
 // Entries left empty are calls the camera does not support.
 CMIOHardwarePlugInInterface g_interface = {
-    nullptr,  query_interface, add_ref,      release,     nullptr,  initialize_with_id,
-    teardown, nullptr,         has_property, is_settable, get_size, get_data,
-    set_data, nullptr,         nullptr,      start_stream, stop_stream, nullptr,
-    nullptr,  copy_queue,      nullptr,      nullptr,     nullptr,  nullptr,
+    nullptr,  query_interface, add_ref,      release,             nullptr,              initialize_with_id,
+    teardown, nullptr,         has_property, is_settable,         get_size,             get_data,
+    set_data, nullptr,         nullptr,      start_or_stop<true>, start_or_stop<false>, nullptr,
+    nullptr,  copy_queue,      nullptr,      nullptr,             nullptr,              nullptr,
 };
 
 }  // namespace
