@@ -1,9 +1,7 @@
-// Objects in the host: creation, publishing, withdrawal, change notices, and the refusals of an
-// object that is not published.
+// Objects in the host: creation, publishing, withdrawal, change notices, refusals while unpublished.
 #include "test_objects.h"
 
 #include <cstring>
-#include <memory>
 #include <tuple>
 
 namespace {
@@ -31,8 +29,13 @@ protected:
     test_object_t m_stream{kCMIOStreamClassID, &m_device};
 };
 
-TEST_F(cmio_object_test, create_asks_the_host_once_under_the_owners_id)
+TEST_F(cmio_object_test, created_once_under_the_owners_id_then_published_and_withdrawn_under_the_owner)
 {
+    // Without an id there is nothing to publish or withdraw.
+    EXPECT_FALSE(m_device.publish());
+    EXPECT_FALSE(m_device.is_published());
+    EXPECT_TRUE(m_device.unpublish());
+    EXPECT_TRUE(probe::published_and_died().empty());
     // A refused create leaves the object without id; it can be created once the host accepts.
     probe::set_failure(failing_call_t::object_create, k_host_failure);
     EXPECT_FALSE(m_device.cmio_object_create());
@@ -51,20 +54,7 @@ TEST_F(cmio_object_test, create_asks_the_host_once_under_the_owners_id)
         created.emplace_back(c.object_id, c.class_id, c.owner_id);
     EXPECT_EQ(created, (std::vector<record_t>{{device_id, kCMIODeviceClassID, k_system},
                                               {stream_id, kCMIOStreamClassID, device_id}}));
-    EXPECT_TRUE(log_messages().empty());
-}
 
-TEST_F(cmio_object_test, publish_and_unpublish_announce_the_object_under_its_owner)
-{
-    // Without an id there is nothing to publish or withdraw.
-    EXPECT_FALSE(m_device.publish());
-    EXPECT_FALSE(m_device.is_published());
-    EXPECT_TRUE(m_device.unpublish());
-    EXPECT_TRUE(probe::published_and_died().empty());
-
-    ASSERT_TRUE(m_device.cmio_object_create());
-    ASSERT_TRUE(m_stream.cmio_object_create());
-    const CMIOObjectID device_id = m_device.get_object_id(), stream_id = m_stream.get_object_id();
     ASSERT_TRUE(m_stream.publish());
     ASSERT_TRUE(m_device.publish());
     EXPECT_TRUE(m_stream.is_published() && m_device.is_published());
@@ -73,10 +63,8 @@ TEST_F(cmio_object_test, publish_and_unpublish_announce_the_object_under_its_own
     EXPECT_EQ(m_stream.get_object_id(), 0u) << "the id is forgotten";
     EXPECT_TRUE(m_device.unpublish());
     // The stream is withdrawn while its owner still has its id.
-    EXPECT_EQ(published_and_died(), (std::vector<call_t>{{device_id, {stream_id}, {}},
-                                                         {k_system, {device_id}, {}},
-                                                         {device_id, {}, {stream_id}},
-                                                         {k_system, {}, {device_id}}}));
+    EXPECT_EQ(published_and_died(), (std::vector<call_t>{{device_id, {stream_id}, {}}, {k_system, {device_id}, {}},
+                                                         {device_id, {}, {stream_id}}, {k_system, {}, {device_id}}}));
     EXPECT_TRUE(log_messages().empty());
 
     // A refused publish is logged and still counts; a refused withdrawal forgets the id silently.
@@ -97,18 +85,16 @@ TEST_F(cmio_object_test, publish_and_unpublish_announce_the_object_under_its_own
 
 TEST_F(cmio_object_test, destroying_a_published_object_withdraws_it_with_a_warning)
 {
-    auto quiet = std::make_unique<test_object_t>(kCMIODeviceClassID, fake_plugin_ref());
-    ASSERT_TRUE(quiet->cmio_object_create());
-    quiet.reset();
+    ASSERT_TRUE(test_object_t(kCMIODeviceClassID, fake_plugin_ref()).cmio_object_create());
     EXPECT_TRUE(log_messages().empty()) << "an unpublished object goes silently";
     EXPECT_TRUE(probe::published_and_died().empty());
-
-    auto device = std::make_unique<test_object_t>(kCMIODeviceClassID, fake_plugin_ref());
-    ASSERT_TRUE(device->cmio_object_create());
-    ASSERT_TRUE(device->publish());
-    const CMIOObjectID device_id = device->get_object_id();
-    probe::clear_records();
-    device.reset();
+    CMIOObjectID device_id = 0;
+    {
+        test_object_t device(kCMIODeviceClassID, fake_plugin_ref());
+        ASSERT_TRUE(device.cmio_object_create() && device.publish());
+        device_id = device.get_object_id();
+        probe::clear_records();
+    }
     EXPECT_EQ(log_messages(), lines_t{"cmio_object_t object should be unpublished before destroyed"});
     EXPECT_EQ(published_and_died(), (std::vector<call_t>{{k_system, {}, {device_id}}}));
 }
@@ -118,8 +104,7 @@ TEST_F(cmio_object_test, change_notices_carry_the_object_id_and_every_address)
     ASSERT_TRUE(m_device.cmio_object_create());
     const CMIOObjectPropertyAddress addresses[] = {
         address_of(kCMIOStreamPropertyFrameRate),
-        address_of(kCMIOStreamPropertyMinimumFrameRate, kCMIODevicePropertyScopeInput),
-    };
+        address_of(kCMIOStreamPropertyMinimumFrameRate, kCMIODevicePropertyScopeInput)};
     // No published check: notices go out whether or not the object is published.
     EXPECT_TRUE(m_device.changed_properties(2, addresses));
     const auto notices = probe::properties_changed();

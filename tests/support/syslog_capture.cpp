@@ -1,5 +1,6 @@
 #include "syslog_capture.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -9,13 +10,9 @@ namespace zav_test {
 namespace {
 
 // Made on first use: code under test may log while other statics are still being built.
-struct store_t {
-    std::mutex m_mutex;
-    std::vector<log_line_t> m_lines;
-};
-store_t& store()
+std::pair<std::mutex, std::vector<log_line_t>>& store()
 {
-    static store_t s;
+    static std::pair<std::mutex, std::vector<log_line_t>> s;
     return s;
 }
 
@@ -23,41 +20,38 @@ void record(int priority, const char* format, va_list args)
 {
     va_list measure;
     va_copy(measure, args);
-    const int length = std::vsnprintf(nullptr, 0, format, measure);
+    std::string text(std::size_t(std::max(std::vsnprintf(nullptr, 0, format, measure), 0)), '\0');
     va_end(measure);
-    std::string text(length > 0 ? std::size_t(length) : 0, '\0');
     std::vsnprintf(text.data(), text.size() + 1, format, args);
-    std::lock_guard<std::mutex> lock(store().m_mutex);
-    store().m_lines.push_back({priority, std::move(text)});
+    std::lock_guard<std::mutex> lock(store().first);
+    store().second.push_back({priority, std::move(text)});
 }
 
 }  // namespace
 
 std::vector<log_line_t> log_lines()
 {
-    std::lock_guard<std::mutex> lock(store().m_mutex);
-    return store().m_lines;
+    std::lock_guard<std::mutex> lock(store().first);
+    return store().second;
 }
 
 std::vector<std::string> log_messages()
 {
     std::vector<std::string> messages;
-    for (log_line_t& line : log_lines()) {
-        std::string& text = line.text;
-        if (!text.empty() && text.back() == '\n')
-            text.pop_back();
-        const std::size_t end_of_prefix = text.find("] ");
-        if (!text.empty() && text.front() == '[' && end_of_prefix != std::string::npos)
-            text.erase(0, end_of_prefix + 2);
-        messages.push_back(std::move(text));
+    for (const log_line_t& line : log_lines()) {
+        const std::string& text = line.text;
+        const std::size_t end = text.size() - (!text.empty() && text.back() == '\n');
+        const std::size_t prefix_end = text.find("] ");
+        const std::size_t begin = (text.rfind('[', 0) == 0 && prefix_end < end) ? prefix_end + 2 : 0;
+        messages.push_back(text.substr(begin, end - begin));
     }
     return messages;
 }
 
 void clear_log()
 {
-    std::lock_guard<std::mutex> lock(store().m_mutex);
-    store().m_lines.clear();
+    std::lock_guard<std::mutex> lock(store().first);
+    store().second.clear();
 }
 
 }  // namespace zav_test
