@@ -1,12 +1,129 @@
-// Format descriptions (equality, from image buffers, audio), sample buffers and attachments.
+// CoreMedia: CMTime arithmetic, CMSimpleQueue, format descriptions, sample buffers and
+// attachments.
 #include "platform_test.h"
 
 #include <CoreMedia/CoreMedia.h>
 #include <CoreVideo/CoreVideo.h>
 
+#include <cmath>
+
 namespace {
 
-using zav_platform::probe::failing_call_t;
+// Equal values that also keep their flags (valid, infinite, indefinite).
+bool same(CMTime a, CMTime b) {
+    return CMTimeCompare(a, b) == 0 && (a.flags & ~kCMTimeFlags_HasBeenRounded) == (b.flags & ~kCMTimeFlags_HasBeenRounded);
+}
+
+TEST(cm_time, add_and_subtract_table) {
+    const CMTime one = CMTimeMake(1, 1), ntsc = CMTimeMake(1001, 30000);
+    const struct {
+        CMTime m_lhs, m_rhs, m_sum, m_difference;
+    } cases[] = {
+        {ntsc, ntsc, CMTimeMake(2002, 30000), kCMTimeZero},
+        {CMTimeMake(1, 2), CMTimeMake(1, 3), CMTimeMake(5, 6), CMTimeMake(1, 6)},
+        {CMTimeMake(-5, 10), CMTimeMake(1, 10), CMTimeMake(-4, 10), CMTimeMake(-6, 10)},
+        {kCMTimePositiveInfinity, one, kCMTimePositiveInfinity, kCMTimePositiveInfinity},
+        {one, kCMTimeNegativeInfinity, kCMTimeNegativeInfinity, kCMTimePositiveInfinity},
+        {kCMTimePositiveInfinity, kCMTimeNegativeInfinity, kCMTimeInvalid, kCMTimePositiveInfinity},
+        {kCMTimeIndefinite, one, kCMTimeIndefinite, kCMTimeIndefinite},
+        {kCMTimeInvalid, one, kCMTimeInvalid, kCMTimeInvalid},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_TRUE(same(CMTimeAdd(cases[i].m_lhs, cases[i].m_rhs), cases[i].m_sum));
+        EXPECT_TRUE(same(CMTimeSubtract(cases[i].m_lhs, cases[i].m_rhs), cases[i].m_difference));
+    }
+    // The exact timescale is kept when it can be, so frame durations accumulate without drift.
+    const CMTime sum = CMTimeAdd(CMTimeMake(1, 2), CMTimeMake(1, 3));
+    EXPECT_TRUE(sum.timescale == 6 && sum.value == 5 && !CMTIME_HAS_BEEN_ROUNDED(sum));
+    CMTime t = kCMTimeZero;
+    for (int i = 0; i < 30000; ++i) t = CMTimeAdd(t, ntsc);
+    EXPECT_EQ(CMTimeCompare(t, CMTimeMake(1001, 1)), 0);
+    // Overflow saturates to infinity.
+    const CMTime huge = CMTimeMake(INT64_MAX - 1, 1);
+    EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeAdd(huge, CMTimeMake(10, 1))));
+    EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeMultiply(huge, 2)));
+}
+
+TEST(cm_time, compare_orders_special_values_and_seconds_follow) {
+    const CMTime ordered[] = {kCMTimeInvalid, kCMTimeNegativeInfinity, CMTimeMake(-1, 1), kCMTimeZero,
+                              CMTimeMake(1, 1000000000), CMTimeMake(1, 1), kCMTimePositiveInfinity, kCMTimeIndefinite};
+    for (std::size_t i = 0; i < std::size(ordered); ++i) {
+        for (std::size_t j = 0; j < std::size(ordered); ++j)
+            EXPECT_EQ(CMTimeCompare(ordered[i], ordered[j]), i < j ? -1 : i > j ? 1 : 0) << i << " " << j;
+    }
+    EXPECT_EQ(CMTimeCompare(CMTimeMake(1, 2), CMTimeMake(500, 1000)), 0);
+    EXPECT_TRUE(CMTIME_IS_INVALID(CMTimeMake(5, 0)));
+    EXPECT_DOUBLE_EQ(CMTimeGetSeconds(CMTimeMake(1001, 30000)), 1001.0 / 30000.0);
+    EXPECT_TRUE(std::isnan(CMTimeGetSeconds(kCMTimeInvalid)));
+    EXPECT_TRUE(std::isinf(CMTimeGetSeconds(kCMTimeNegativeInfinity)));
+}
+
+TEST(cm_time, convert_scale_rounds_as_asked) {
+    EXPECT_EQ(CMTimeConvertScale(CMTimeMake(1, 3), 1000, kCMTimeRoundingMethod_RoundHalfAwayFromZero).value, 333);
+    EXPECT_EQ(CMTimeConvertScale(CMTimeMake(2, 3), 1000, kCMTimeRoundingMethod_RoundHalfAwayFromZero).value, 667);
+    EXPECT_EQ(CMTimeConvertScale(CMTimeMake(2, 3), 1000, kCMTimeRoundingMethod_RoundTowardZero).value, 666);
+    EXPECT_EQ(CMTimeConvertScale(CMTimeMake(-2, 3), 1000, kCMTimeRoundingMethod_RoundTowardNegativeInfinity).value, -667);
+    EXPECT_EQ(CMTimeConvertScale(CMTimeMake(1, 3), 1000, kCMTimeRoundingMethod_RoundAwayFromZero).value, 334);
+    EXPECT_TRUE(CMTIME_HAS_BEEN_ROUNDED(CMTimeConvertScale(CMTimeMake(1, 3), 1000, kCMTimeRoundingMethod_Default)));
+    EXPECT_FALSE(CMTIME_HAS_BEEN_ROUNDED(CMTimeConvertScale(CMTimeMake(1, 2), 1000, kCMTimeRoundingMethod_Default)));
+    const CMTime seconds = CMTimeMakeWithSeconds(2.5, 600);
+    EXPECT_TRUE(seconds.value == 1500 && seconds.timescale == 600);
+}
+
+// CMSimpleQueue across threads is checked with the pool (cv_pixel_buffer_test.cpp).
+using cm_simple_queue = platform_test_t;
+
+TEST_F(cm_simple_queue, full_queue_refuses_keeps_order_through_wrap_around_and_retains_nothing) {
+    CMSimpleQueueRef queue = nullptr;
+    ASSERT_EQ(CMSimpleQueueCreate(nullptr, 2, &queue), noErr);
+    CFNumberRef a = make_int32(1);
+    static int items[10];
+    EXPECT_EQ(CMSimpleQueueEnqueue(queue, a), noErr);
+    EXPECT_EQ(CFGetRetainCount(a), 1);
+    EXPECT_EQ(CMSimpleQueueEnqueue(queue, &items[0]), noErr);
+    EXPECT_EQ(CMSimpleQueueEnqueue(queue, &items[1]), kCMSimpleQueueError_QueueIsFull);
+    EXPECT_EQ(CMSimpleQueueGetCount(queue), 2);
+    EXPECT_FLOAT_EQ(CMSimpleQueueGetFullness(queue), 1.0f);
+    EXPECT_EQ(CMSimpleQueueGetHead(queue), a);
+    EXPECT_EQ(CMSimpleQueueDequeue(queue), a);
+    EXPECT_EQ(CMSimpleQueueDequeue(queue), &items[0]);  // items[1] never got in
+    EXPECT_EQ(CMSimpleQueueDequeue(queue), nullptr);
+    EXPECT_EQ(CMSimpleQueueGetHead(queue), nullptr);
+    // Fill, take one, refill: the order holds as the storage wraps round.
+    std::size_t next_in = 0, next_out = 0;
+    for (int round = 0; round < 10; ++round) {
+        while (next_in < 10 && CMSimpleQueueEnqueue(queue, &items[next_in]) == noErr) ++next_in;
+        ASSERT_EQ(CMSimpleQueueDequeue(queue), &items[next_out++]);
+    }
+    while (const void* item = CMSimpleQueueDequeue(queue)) EXPECT_EQ(item, &items[next_out++]);
+    EXPECT_EQ(next_out, 10u);
+    // Neither a reset nor the queue's end releases what is still queued.
+    CMSimpleQueueEnqueue(queue, a);
+    CMSimpleQueueReset(queue);
+    EXPECT_EQ(CMSimpleQueueGetCount(queue), 0);
+    CMSimpleQueueEnqueue(queue, a);
+    CFRelease(queue);
+    EXPECT_EQ(CFGetRetainCount(a), 1);
+    CFRelease(a);
+}
+
+TEST_F(cm_simple_queue, bad_arguments_and_failure_switch_get_their_error_codes) {
+    CMSimpleQueueRef queue = nullptr;
+    EXPECT_EQ(CMSimpleQueueCreate(nullptr, 0, &queue), kCMSimpleQueueError_ParameterOutOfRange);
+    EXPECT_EQ(CMSimpleQueueCreate(nullptr, -3, &queue), kCMSimpleQueueError_ParameterOutOfRange);
+    EXPECT_EQ(CMSimpleQueueCreate(nullptr, 3, nullptr), kCMSimpleQueueError_RequiredParameterMissing);
+    zav_platform::probe::set_failure(failing_call_t::simple_queue_create,
+                                     kCMSimpleQueueError_AllocationFailed);
+    EXPECT_EQ(CMSimpleQueueCreate(nullptr, 8, &queue), kCMSimpleQueueError_AllocationFailed);
+    EXPECT_EQ(queue, nullptr);
+    zav_platform::probe::clear_failures();
+    ASSERT_EQ(CMSimpleQueueCreate(nullptr, 1, &queue), noErr);
+    EXPECT_EQ(CMSimpleQueueEnqueue(queue, nullptr), kCMSimpleQueueError_RequiredParameterMissing);
+    EXPECT_EQ(CMSimpleQueueGetCount(queue), 0);
+    EXPECT_EQ(CMSimpleQueueGetCapacity(queue), 1);
+    CFRelease(queue);
+}
 
 CMVideoFormatDescriptionRef video(CMVideoCodecType codec, int32_t width, int32_t height,
                                   CFDictionaryRef extensions = nullptr) {

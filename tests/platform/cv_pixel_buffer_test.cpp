@@ -13,8 +13,6 @@
 namespace {
 
 using cv_pixel_buffer = platform_test_t;
-using zav_platform::probe::failing_call_t;
-
 TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes_or_the_alignment_asked_for_and_wrapped_bytes_keep_their_stride) {
     const struct {
         OSType m_format;

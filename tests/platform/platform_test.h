@@ -24,6 +24,8 @@ protected:
     std::size_t m_live_at_start = 0;
 };
 
+using zav_platform::probe::failing_call_t;
+
 // Objects owned by the caller.
 inline CFNumberRef make_int32(SInt32 value) { return CFNumberCreate(nullptr, kCFNumberSInt32Type, &value); }
 inline CFStringRef make_string(const char* text) {
