@@ -29,8 +29,7 @@ protected:
     static void expect_same(const guarded_image_t& got, const guarded_image_t& want)
     {
         ASSERT_EQ(got.rows_bytes(), want.rows_bytes());
-        ASSERT_TRUE(got.guards_intact());
-        ASSERT_TRUE(want.guards_intact());
+        ASSERT_TRUE(got.guards_intact() && want.guards_intact());
     }
 
     std::mt19937 m_rng{11};
@@ -137,10 +136,8 @@ TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table
     check(64, 40, 0.0f, 20.3f, 0.0f, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(alignments, row_functions_match_reference_t, testing::Range(0, 4),
-                         [](const testing::TestParamInfo<int>& p) {
-                             return std::string(p.param & 1 ? "src_aligned" : "src_unaligned") +
-                                    (p.param & 2 ? "_dst_aligned" : "_dst_unaligned");
-                         });
+INSTANTIATE_TEST_SUITE_P(alignments, row_functions_match_reference_t, testing::Range(0, 4), [](const testing::TestParamInfo<int>& p) {
+    return std::string(p.param & 1 ? "src_aligned" : "src_unaligned") + (p.param & 2 ? "_dst_aligned" : "_dst_unaligned");
+});
 
 }  // namespace
