@@ -28,11 +28,8 @@ protected:
 
 TEST_F(object_properties_test, fixed_sizes_are_reported_and_every_other_size_is_refused)
 {
-    const struct {
-        CMIOObjectPropertySelector selector;
-        UInt32 size;
-        lines_t call_line;  // written first by every get_property call for it
-    } properties[] = {
+    // The call line is written first by every get_property call for the property.
+    const struct { CMIOObjectPropertySelector selector; UInt32 size; lines_t call_line; } properties[] = {
         {kCMIOObjectPropertyClass, 4, {"get_property for kObjectPropertyClass"}},
         {kCMIOObjectPropertyOwner, 4, {"get_property for kObjectPropertyOwner"}},
         {kCMIOObjectPropertyManufacturer, 8, {}},
@@ -55,7 +52,8 @@ TEST_F(object_properties_test, fixed_sizes_are_reported_and_every_other_size_is_
             clear_log();
             std::vector<unsigned char> buffer(4096, 0xA5);
             used = k_untouched;
-            EXPECT_EQ(m_child.get_property(address_of(property.selector), 0, nullptr, wrong_size, &used, buffer.data()),
+            const auto address = address_of(property.selector);
+            EXPECT_EQ(m_child.get_property(address, 0, nullptr, wrong_size, &used, buffer.data()),
                       kCMIOHardwareBadPropertySizeError);
             EXPECT_EQ(used, property.size);
             EXPECT_EQ(std::count(buffer.begin(), buffer.end(), 0xA5), 4096) << "nothing written";
@@ -69,30 +67,23 @@ TEST_F(object_properties_test, fixed_sizes_are_reported_and_every_other_size_is_
 
 TEST_F(object_properties_test, class_owner_and_manufacturer_values)
 {
-    base_t plain('aplg', nullptr);
-    const struct { base_t& object; CMIOObjectPropertySelector selector; UInt32 expected; } cases[] = {
-        {m_child, kCMIOObjectPropertyClass, 'astr'}, {m_owner, kCMIOObjectPropertyClass, 'adev'},
-        {m_child, kCMIOObjectPropertyOwner, 42},       {m_owner, kCMIOObjectPropertyOwner, 1},  // no owner: the system
-        {plain, kCMIOObjectPropertyOwner, 1},
-    };
-    for (const auto& c : cases) {
+    // The owner of an object without owner is the system object.
+    const std::tuple<base_t*, CMIOObjectPropertySelector, UInt32> cases[] = {
+        {&m_child, kCMIOObjectPropertyClass, 'astr'}, {&m_child, kCMIOObjectPropertyOwner, 42},
+        {&m_owner, kCMIOObjectPropertyOwner, 1}};
+    for (const auto& [object, selector, expected] : cases) {
         UInt32 value = 0, used = 0;
-        EXPECT_EQ(c.object.get_property(address_of(c.selector), 0, nullptr, 4, &used, &value), 0);
-        EXPECT_EQ(value, c.expected) << fourCC_to_string(c.expected);
-        EXPECT_EQ(used, 4u);
+        EXPECT_EQ(object->get_property(address_of(selector), 0, nullptr, 4, &used, &value), 0);
+        EXPECT_EQ(std::make_pair(value, used), std::make_pair(expected, 4u)) << fourCC_to_string(selector);
     }
     // The manufacturer is a new string for the caller on every answer; the used-size pointer is optional.
     clear_log();
     CFStringRef first = nullptr, second = nullptr;
     ASSERT_EQ(m_child.get_property(address_of(kCMIOObjectPropertyManufacturer), 0, nullptr, 8, nullptr, &first), 0);
     ASSERT_EQ(m_child.get_property(address_of(kCMIOObjectPropertyManufacturer), 0, nullptr, 8, nullptr, &second), 0);
-    ASSERT_TRUE(first != nullptr && second != nullptr);
-    EXPECT_NE(first, second);
+    ASSERT_TRUE(first != nullptr && second != nullptr && first != second);
     EXPECT_EQ(CFGetRetainCount(first), 1);
-    char text[32] = {};
-    ASSERT_TRUE(CFStringGetCString(first, text, sizeof(text), kCFStringEncodingUTF8));
-    EXPECT_STREQ(text, "Mivora");
-    EXPECT_TRUE(CFEqual(first, second));
+    EXPECT_TRUE(CFEqual(first, CFSTR("Mivora")) && CFEqual(second, CFSTR("Mivora")));
     CFRelease(first);
     CFRelease(second);
     EXPECT_TRUE(log_messages().empty());
@@ -157,8 +148,9 @@ TEST(object_base_entries_test, plain_base_entries_answer_without_a_published_che
         EXPECT_EQ(settable, expected);
     }
     EXPECT_FALSE(plugin_object.has_property(address_of('zzzz')));
-    EXPECT_EQ(log_messages(), (lines_t{"get_property for kObjectPropertyClass", "get_property for kObjectPropertyClass",
-                                       "has_property : unkwown property zzzz", "has_property : unkwown property zzzz"}));
+    const std::string get_line = "get_property for kObjectPropertyClass";
+    const std::string has_line = "has_property : unkwown property zzzz";
+    EXPECT_EQ(log_messages(), (lines_t{get_line, get_line, has_line, has_line}));
 
     // Only host objects can report changes.
     clear_log();

@@ -8,6 +8,8 @@
 namespace {
 
 using namespace zav_test;
+using filter_t = std::vector<CMIOClassID>;
+constexpr CMIOObjectPropertyScope k_global = kCMIOObjectPropertyScopeGlobal;
 
 const std::string k_called = "get_property for kCMIOObjectPropertyOwnedObjects called on adev";
 std::string excluded(const char* scope) { return k_called + " with scope " + scope + " excluding item"; }
@@ -18,7 +20,7 @@ protected:
     test_object_t m_device{'adev', fake_plugin_ref()};
 
     // Bytes the size query reports; the qualifier size defaults to the whole filter.
-    UInt32 owned_size(CMIOObjectPropertyScope scope, const std::vector<CMIOClassID>& filter, UInt32 qualifier_size = ~0u)
+    UInt32 owned_size(CMIOObjectPropertyScope scope, const filter_t& filter, UInt32 qualifier_size = ~0u)
     {
         if (qualifier_size == ~0u)
             qualifier_size = UInt32(filter.size() * sizeof(CMIOClassID));
@@ -41,11 +43,12 @@ TEST_F(owned_objects_test, fetch_with_a_buffer_stops_at_the_first_match_without_
         clear_log();
         CMIOObjectID ids[16] = {0xEEEEEEEE};
         UInt32 used = 0xFFFFFFFF;
-        EXPECT_EQ(m_device.get_property(address_of(kCMIOObjectPropertyOwnedObjects), 0, nullptr, buffer_size, &used, ids),
-                  0);
+        const auto address = address_of(kCMIOObjectPropertyOwnedObjects);
+        EXPECT_EQ(m_device.get_property(address, 0, nullptr, buffer_size, &used, ids), 0);
         EXPECT_EQ(used, 0u);
         EXPECT_EQ(ids[0], 0xEEEEEEEE);
-        EXPECT_EQ(log_messages(), (lines_t{k_called, "get_property for kCMIOObjectPropertyOwnedObjects insufficient capacity"}));
+        EXPECT_EQ(log_messages(),
+                  (lines_t{k_called, "get_property for kCMIOObjectPropertyOwnedObjects insufficient capacity"}));
     }
 }
 
@@ -58,23 +61,23 @@ TEST_F(owned_objects_test, scope_is_checked_first_then_each_filter_entry_until_o
     const std::string in = excluded("inpt"), out = excluded("outp"), none = filtered("none"), actl = filtered("actl");
     const struct {
         CMIOObjectPropertyScope scope;
-        std::vector<CMIOClassID> filter;
+        filter_t filter;
         UInt32 qualifier_size;  // ~0u: the whole filter
         UInt32 size;
         lines_t lines;
     } cases[] = {
-        {kCMIOObjectPropertyScopeGlobal, {}, ~0u, 16, lines_t(4, k_called)},
+        {k_global, {}, ~0u, 16, lines_t(4, k_called)},
         {kCMIODevicePropertyScopeInput, {}, ~0u, 4, {k_called, in, in, in}},
         {kCMIODevicePropertyScopeOutput, {}, ~0u, 4, {out, k_called, out, out}},
         {kCMIODevicePropertyScopeInput, {kCMIOStreamClassID}, ~0u, 4, {filtered("astr"), in, in, in}},
-        {kCMIOObjectPropertyScopeGlobal, {kCMIOStreamClassID}, ~0u, 12, lines_t(4, filtered("astr"))},
-        {kCMIOObjectPropertyScopeGlobal, {'none', kCMIOControlClassID}, ~0u, 8, {none, actl, none, actl, none, actl, none}},
-        {kCMIOObjectPropertyScopeGlobal, {kCMIOObjectClassID}, ~0u, 4, lines_t(4, filtered("aobj"))},
-        {kCMIOObjectPropertyScopeGlobal, {'none'}, ~0u, 4, lines_t(4, none)},
+        {k_global, {kCMIOStreamClassID}, ~0u, 12, lines_t(4, filtered("astr"))},
+        {k_global, {'none', kCMIOControlClassID}, ~0u, 8, {none, actl, none, actl, none, actl, none}},
+        {k_global, {kCMIOObjectClassID}, ~0u, 4, lines_t(4, filtered("aobj"))},
+        {k_global, {'none'}, ~0u, 4, lines_t(4, none)},
         // The filter needs one whole entry and its data; a partial second entry is ignored.
-        {kCMIOObjectPropertyScopeGlobal, {kCMIOStreamClassID}, 3, 16, lines_t(4, k_called)},
-        {kCMIOObjectPropertyScopeGlobal, {}, 4, 16, lines_t(4, k_called)},
-        {kCMIOObjectPropertyScopeGlobal, {kCMIOStreamClassID, kCMIOControlClassID}, 7, 12, lines_t(4, filtered("astr"))},
+        {k_global, {kCMIOStreamClassID}, 3, 16, lines_t(4, k_called)},
+        {k_global, {}, 4, 16, lines_t(4, k_called)},
+        {k_global, {kCMIOStreamClassID, kCMIOControlClassID}, 7, 12, lines_t(4, filtered("astr"))},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.lines));
@@ -129,7 +132,7 @@ TEST_F(owned_objects_test, children_come_and_go_while_the_list_is_walked)
         });
     std::thread walker([this, &building] {
         while (building) {
-            const UInt32 size = owned_size(kCMIOObjectPropertyScopeGlobal, {kCMIOStreamClassID});
+            const UInt32 size = owned_size(k_global, {kCMIOStreamClassID});
             ASSERT_TRUE(size >= 4 && size <= 12 && size % 4 == 0) << size;
         }
     });

@@ -19,7 +19,8 @@ using lines_t = std::vector<std::string>;
 
 class test_object_t : public cmio_object_t {
 public:
-    test_object_t(CMIOClassID class_id, cmio_object_t* owner, CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal)
+    test_object_t(CMIOClassID class_id, cmio_object_t* owner,
+                  CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal)
         : cmio_object_t(class_id, owner), m_scope(scope) {}
     test_object_t(CMIOClassID class_id, CMIOHardwarePlugInRef plugin_ref)
         : cmio_object_t(class_id, plugin_ref), m_scope(kCMIOObjectPropertyScopeGlobal) {}

@@ -150,8 +150,8 @@ TEST_F(video_format_test, update_adopts_a_bgra_or_2vuy_description_keeps_the_rat
     const struct { CMFormatDescriptionRef description; const char* line; } refused[] = {
         {nullptr, "video_format::update null format"},
         {audio, "video_format::update not a video format"},
-        {make_description(kCVPixelFormatType_422YpCbCr8_yuvs, 640, 480), "video_format::update not supported colorspace"},
-        {make_description(kCVPixelFormatType_32ARGB, 640, 480), "video_format::update not supported colorspace"},
+        {make_description(kCVPixelFormatType_422YpCbCr8_yuvs, 64, 48), "video_format::update not supported colorspace"},
+        {make_description(kCVPixelFormatType_32ARGB, 64, 48), "video_format::update not supported colorspace"},
     };
     for (const auto& c : refused) {
         SCOPED_TRACE(c.line);
