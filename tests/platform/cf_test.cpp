@@ -13,7 +13,7 @@ namespace {
 
 using cf_ownership = platform_test_t;
 
-TEST_F(cf_ownership, create_gives_one_reference_copies_share_or_snapshot_constants_are_immortal) {
+TEST_F(cf_ownership, create_gives_one_reference_copies_share_or_snapshot_and_leak_accounting_sees_them) {
     CFStringRef string = make_string("camera");
     ASSERT_NE(string, nullptr);
     EXPECT_EQ(CFGetRetainCount(string), 1);
@@ -29,9 +29,8 @@ TEST_F(cf_ownership, create_gives_one_reference_copies_share_or_snapshot_constan
     CFStringAppendCString(text, "ab", kCFStringEncodingUTF8);
     CFStringRef snapshot = CFStringCreateCopy(nullptr, text);
     EXPECT_NE(static_cast<CFTypeRef>(snapshot), static_cast<CFTypeRef>(text));
-    CFStringAppend(text, CFSTR("c"));
-    EXPECT_EQ(CFStringGetLength(text), 3);
-    EXPECT_EQ(CFStringGetLength(snapshot), 2);  // later changes do not reach the copy
+    CFStringAppend(text, CFSTR("c"));  // later changes do not reach the copy
+    EXPECT_TRUE(CFStringGetLength(text) == 3 && CFStringGetLength(snapshot) == 2);
     release({snapshot, text});
 
     CFStringRef constant = CFSTR("ZAV constant");
@@ -39,15 +38,14 @@ TEST_F(cf_ownership, create_gives_one_reference_copies_share_or_snapshot_constan
     const CFIndex count = CFGetRetainCount(constant);
     release({CFRetain(constant), constant});  // one release too many: a constant does not mind
     EXPECT_EQ(CFGetRetainCount(constant), count);
-}
 
-TEST_F(cf_ownership, leak_accounting_sees_live_objects_by_type_and_types_are_distinct) {
-    CFStringRef string = make_string("x");
+    // Leak accounting sees live objects by type; every type has its own id.
+    string = make_string("x");
     CFNumberRef number = make_int32(5);
-    EXPECT_EQ(zav_platform::probe::live_object_count(), m_live_at_start + 2);
-    const auto by_type = zav_platform::probe::live_objects_by_type();
+    EXPECT_EQ(probe::live_object_count(), m_live_at_start + 2);
+    const auto by_type = probe::live_objects_by_type();
     EXPECT_TRUE(by_type.count("CFString") && by_type.count("CFNumber"));
-    EXPECT_GE(zav_platform::probe::live_object_count(CFStringGetTypeID()), 1u);
+    EXPECT_GE(probe::live_object_count(CFStringGetTypeID()), 1u);
     release({string, number});
     const CFTypeID ids[] = {CFStringGetTypeID(), CFNumberGetTypeID(), CFBooleanGetTypeID(), CFArrayGetTypeID(),
                             CFDictionaryGetTypeID(), CFUUIDGetTypeID(), CFDateGetTypeID(), CFNullGetTypeID()};
@@ -60,7 +58,7 @@ TEST_F(cf_ownership, leak_accounting_sees_live_objects_by_type_and_types_are_dis
 
 using cf_string = platform_test_t;
 
-TEST_F(cf_string, utf8_and_other_encodings_round_trip_and_malformed_input_is_refused) {
+TEST_F(cf_string, encodings_round_trip_malformed_input_is_refused_and_compare_follows_flags) {
     const char* text = "caf\xC3\xA9 \xF0\x9F\x8E\xA5";  // "café" and a camera emoji (a surrogate pair)
     CFStringRef string = make_string(text);
     ASSERT_NE(string, nullptr);
@@ -84,14 +82,12 @@ TEST_F(cf_string, utf8_and_other_encodings_round_trip_and_malformed_input_is_ref
     EXPECT_TRUE(from_latin1 && CFEqual(from_latin1, from_utf16) && CFStringGetLength(from_utf16) == 4);
     EXPECT_EQ(CFStringCreateWithBytes(nullptr, latin1, 4, kCFStringEncodingASCII, false), nullptr);  // 0xE9
     release({from_latin1, from_utf16});
-}
 
-TEST_F(cf_string, equality_hash_and_compare_table) {
     const struct {
         const char *m_a, *m_b;
         CFStringCompareFlags m_flags;
         CFComparisonResult m_expected;
-    } cases[] = {
+    } compares[] = {
         {"abc", "abc", 0, kCFCompareEqualTo}, {"abc", "abd", 0, kCFCompareLessThan},
         {"abcd", "abc", 0, kCFCompareGreaterThan}, {"", "a", 0, kCFCompareLessThan},
         {"ABC", "abc", 0, kCFCompareLessThan}, {"ABC", "abc", kCFCompareCaseInsensitive, kCFCompareEqualTo},
@@ -99,7 +95,7 @@ TEST_F(cf_string, equality_hash_and_compare_table) {
         {"file010", "file10", kCFCompareNumerically, kCFCompareEqualTo},
         {"v2.10", "v2.9", kCFCompareNumerically, kCFCompareGreaterThan},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : compares) {
         SCOPED_TRACE(testing::Message() << c.m_a << " vs " << c.m_b);
         CFStringRef a = make_string(c.m_a);
         CFStringRef b = make_string(c.m_b);
@@ -114,7 +110,7 @@ TEST_F(cf_string, equality_hash_and_compare_table) {
 
 using cf_number = platform_test_t;
 
-TEST_F(cf_number, values_convert_report_loss_compare_by_value_and_format) {
+TEST_F(cf_number, values_convert_report_loss_compare_by_value_and_format_and_time_counts_from_2001) {
     CFNumberRef number = make_int32(300);
     SInt64 wide = 0;
     SInt8 narrow = 0;
@@ -144,9 +140,7 @@ TEST_F(cf_number, values_convert_report_loss_compare_by_value_and_format) {
                                                 number, -7, 3.14159, "c", 1234567890123LL);
     EXPECT_TRUE(CFEqual(text, CFSTR("id 300 -7  3.14 c 1234567890123%")));
     release({text, number, fractional, one, one_float});
-}
-
-TEST(cf_time, absolute_time_counts_from_2001) {
+    // Absolute time counts from 2001.
     const double unix_now = static_cast<double>(std::time(nullptr));
     EXPECT_NEAR(unix_now - CFAbsoluteTimeGetCurrent(), 978307200.0, 2.0);
     EXPECT_EQ(kCFAbsoluteTimeIntervalSince1970, 978307200.0);
@@ -170,7 +164,7 @@ TEST_F(cf_uuid, constants_are_one_immortal_object_and_equal_ids_made_from_bytes_
     EXPECT_NE(constant, constant_uuid(0x6B));
     CFRelease(constant);  // Get rule: callers may still release once too often without harm
     EXPECT_EQ(constant_uuid(0x6A), constant);
-    EXPECT_EQ(zav_platform::probe::live_object_count(), m_live_at_start);
+    EXPECT_EQ(probe::live_object_count(), m_live_at_start);
     const CFUUIDBytes bytes = CFUUIDGetUUIDBytes(constant);
     EXPECT_TRUE(bytes.byte0 == 0x30 && bytes.byte15 == 0x6A);
     CFUUIDRef made = CFUUIDCreateFromUUIDBytes(nullptr, bytes);

@@ -45,21 +45,18 @@ TEST(cm_time, add_and_subtract_table) {
     EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeMultiply(huge, 2)));
 }
 
-TEST(cm_time, compare_orders_special_values_and_seconds_follow) {
+TEST(cm_time, compare_orders_special_values_seconds_follow_and_conversion_rounds_as_asked) {
     const CMTime ordered[] = {kCMTimeInvalid, kCMTimeNegativeInfinity, CMTimeMake(-1, 1), kCMTimeZero,
                               CMTimeMake(1, 1000000000), CMTimeMake(1, 1), kCMTimePositiveInfinity, kCMTimeIndefinite};
-    for (std::size_t i = 0; i < std::size(ordered); ++i) {
+    for (std::size_t i = 0; i < std::size(ordered); ++i)
         for (std::size_t j = 0; j < std::size(ordered); ++j)
             EXPECT_EQ(CMTimeCompare(ordered[i], ordered[j]), i < j ? -1 : i > j ? 1 : 0) << i << " " << j;
-    }
     EXPECT_EQ(CMTimeCompare(CMTimeMake(1, 2), CMTimeMake(500, 1000)), 0);
     EXPECT_TRUE(CMTIME_IS_INVALID(CMTimeMake(5, 0)));
     EXPECT_DOUBLE_EQ(CMTimeGetSeconds(CMTimeMake(1001, 30000)), 1001.0 / 30000.0);
     EXPECT_TRUE(std::isnan(CMTimeGetSeconds(kCMTimeInvalid)));
     EXPECT_TRUE(std::isinf(CMTimeGetSeconds(kCMTimeNegativeInfinity)));
-}
-
-TEST(cm_time, convert_scale_rounds_as_asked) {
+    // Converting scale rounds as asked and says so.
     EXPECT_EQ(CMTimeConvertScale(CMTimeMake(1, 3), 1000, kCMTimeRoundingMethod_RoundHalfAwayFromZero).value, 333);
     EXPECT_EQ(CMTimeConvertScale(CMTimeMake(2, 3), 1000, kCMTimeRoundingMethod_RoundHalfAwayFromZero).value, 667);
     EXPECT_EQ(CMTimeConvertScale(CMTimeMake(2, 3), 1000, kCMTimeRoundingMethod_RoundTowardZero).value, 666);
@@ -74,9 +71,18 @@ TEST(cm_time, convert_scale_rounds_as_asked) {
 // CMSimpleQueue across threads is checked with the pool (cv_pixel_buffer_test.cpp).
 using cm_simple_queue = platform_test_t;
 
-TEST_F(cm_simple_queue, full_queue_refuses_keeps_order_through_wrap_around_and_retains_nothing) {
+TEST_F(cm_simple_queue, refuses_bad_arguments_and_when_full_keeps_order_through_wrap_around_and_retains_nothing) {
     CMSimpleQueueRef queue = nullptr;
+    EXPECT_EQ(CMSimpleQueueCreate(nullptr, 0, &queue), kCMSimpleQueueError_ParameterOutOfRange);
+    EXPECT_EQ(CMSimpleQueueCreate(nullptr, -3, &queue), kCMSimpleQueueError_ParameterOutOfRange);
+    EXPECT_EQ(CMSimpleQueueCreate(nullptr, 3, nullptr), kCMSimpleQueueError_RequiredParameterMissing);
+    probe::set_failure(failing_call_t::simple_queue_create, kCMSimpleQueueError_AllocationFailed);
+    EXPECT_EQ(CMSimpleQueueCreate(nullptr, 8, &queue), kCMSimpleQueueError_AllocationFailed);
+    EXPECT_EQ(queue, nullptr);
+    probe::clear_failures();
     ASSERT_EQ(CMSimpleQueueCreate(nullptr, 2, &queue), noErr);
+    EXPECT_EQ(CMSimpleQueueEnqueue(queue, nullptr), kCMSimpleQueueError_RequiredParameterMissing);
+    EXPECT_EQ(CMSimpleQueueGetCount(queue), 0);
     CFNumberRef a = make_int32(1);
     static int items[10];
     EXPECT_EQ(CMSimpleQueueEnqueue(queue, a), noErr);
@@ -106,23 +112,6 @@ TEST_F(cm_simple_queue, full_queue_refuses_keeps_order_through_wrap_around_and_r
     CFRelease(queue);
     EXPECT_EQ(CFGetRetainCount(a), 1);
     CFRelease(a);
-}
-
-TEST_F(cm_simple_queue, bad_arguments_and_failure_switch_get_their_error_codes) {
-    CMSimpleQueueRef queue = nullptr;
-    EXPECT_EQ(CMSimpleQueueCreate(nullptr, 0, &queue), kCMSimpleQueueError_ParameterOutOfRange);
-    EXPECT_EQ(CMSimpleQueueCreate(nullptr, -3, &queue), kCMSimpleQueueError_ParameterOutOfRange);
-    EXPECT_EQ(CMSimpleQueueCreate(nullptr, 3, nullptr), kCMSimpleQueueError_RequiredParameterMissing);
-    zav_platform::probe::set_failure(failing_call_t::simple_queue_create,
-                                     kCMSimpleQueueError_AllocationFailed);
-    EXPECT_EQ(CMSimpleQueueCreate(nullptr, 8, &queue), kCMSimpleQueueError_AllocationFailed);
-    EXPECT_EQ(queue, nullptr);
-    zav_platform::probe::clear_failures();
-    ASSERT_EQ(CMSimpleQueueCreate(nullptr, 1, &queue), noErr);
-    EXPECT_EQ(CMSimpleQueueEnqueue(queue, nullptr), kCMSimpleQueueError_RequiredParameterMissing);
-    EXPECT_EQ(CMSimpleQueueGetCount(queue), 0);
-    EXPECT_EQ(CMSimpleQueueGetCapacity(queue), 1);
-    CFRelease(queue);
 }
 
 CMVideoFormatDescriptionRef video(CMVideoCodecType codec, int32_t width, int32_t height,
@@ -210,8 +199,7 @@ TEST_F(cm_format_description, accessors_copied_extensions_image_buffers_audio_an
     EXPECT_FALSE(CMFormatDescriptionEqual(a, b));
     release({a, b});
 
-    zav_platform::probe::set_failure(failing_call_t::format_description_create,
-                                     kCMFormatDescriptionError_AllocationFailed);
+    probe::set_failure(failing_call_t::format_description_create, kCMFormatDescriptionError_AllocationFailed);
     CMVideoFormatDescriptionRef failed = nullptr;
     EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, &failed),
               kCMFormatDescriptionError_AllocationFailed);
@@ -219,7 +207,7 @@ TEST_F(cm_format_description, accessors_copied_extensions_image_buffers_audio_an
     EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &failed),
               kCMFormatDescriptionError_AllocationFailed);
     EXPECT_EQ(failed, nullptr);
-    zav_platform::probe::clear_failures();
+    probe::clear_failures();
     EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, nullptr),
               kCMFormatDescriptionError_InvalidParameter);
     EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, nullptr, &failed),

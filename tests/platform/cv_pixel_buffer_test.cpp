@@ -67,10 +67,10 @@ TEST_F(cv_pixel_buffer, locks_are_counted_and_bad_arguments_leave_the_output_unt
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 0, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, 0x3F3F3F3F, nullptr, &buffer), kCVReturnInvalidPixelFormat);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, kCVPixelFormatType_32BGRA, nullptr, nullptr), kCVReturnInvalidArgument);
-    zav_platform::probe::set_failure(failing_call_t::pixel_buffer_create, kCVReturnAllocationFailed);
+    probe::set_failure(failing_call_t::pixel_buffer_create, kCVReturnAllocationFailed);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnAllocationFailed);
     EXPECT_EQ(buffer, nullptr);
-    zav_platform::probe::clear_failures();
+    probe::clear_failures();
     ASSERT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);
 
     EXPECT_NE(CVPixelBufferUnlockBaseAddress(buffer, 0), kCVReturnSuccess);  // never locked
@@ -141,12 +141,12 @@ TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_failures_are_switched_a
     EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, width_only, &pool), kCVReturnInvalidPixelBufferAttributes);
     EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, nullptr, &pool), kCVReturnInvalidPixelBufferAttributes);
     release({width_only, width});
-    zav_platform::probe::set_failure(failing_call_t::pixel_buffer_pool_create, kCVReturnPoolAllocationFailed);
+    probe::set_failure(failing_call_t::pixel_buffer_pool_create, kCVReturnPoolAllocationFailed);
     EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, nullptr, m_attributes, &pool), kCVReturnPoolAllocationFailed);
-    zav_platform::probe::set_failure(failing_call_t::pool_create_pixel_buffer, kCVReturnWouldExceedAllocationThreshold);
+    probe::set_failure(failing_call_t::pool_create_pixel_buffer, kCVReturnWouldExceedAllocationThreshold);
     EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(nullptr, m_pool, &buffer), kCVReturnWouldExceedAllocationThreshold);
     EXPECT_TRUE(pool == nullptr && buffer == nullptr);
-    zav_platform::probe::clear_failures();
+    probe::clear_failures();
     CVPixelBufferRelease(take());
     // The last buffer outlives its pool: its memory is freed then, not handed to a dead pool.
     CVPixelBufferPoolRelease(m_pool);

@@ -17,14 +17,14 @@ protected:
     }
     void TearDown() override {
         zav_platform::probe::clear_failures();
-        EXPECT_EQ(zav_platform::probe::live_object_count(), m_live_at_start)
-            << "Core Foundation objects leaked or over-released";
+        EXPECT_EQ(zav_platform::probe::live_object_count(), m_live_at_start) << "objects leaked or over-released";
     }
 
     std::size_t m_live_at_start = 0;
 };
 
-using zav_platform::probe::failing_call_t;
+namespace probe = zav_platform::probe;
+using probe::failing_call_t;
 
 // Objects owned by the caller.
 inline CFNumberRef make_int32(SInt32 value) { return CFNumberCreate(nullptr, kCFNumberSInt32Type, &value); }
