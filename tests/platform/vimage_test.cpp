@@ -135,45 +135,41 @@ TEST(vimage, scale_and_uniform_warp_match_the_reference_on_several_sizes) {
     }
 }
 
-// Transforms that map pixel centres onto pixel centres move every pixel exactly: each output pixel
-// is the source pixel under its centre, background (or with extended edges, the nearest edge
-// pixel) where the source does not reach.
-TEST(vimage_affine_warp, whole_pixel_transforms_move_every_pixel_exactly) {
+// Transforms that map pixel centres onto pixel centres move every pixel exactly: each output
+// pixel is the source pixel under its centre; where the source does not reach, background or,
+// with extended edges, the nearest edge pixel.
+TEST(vimage, whole_pixel_warps_move_every_pixel_exactly) {
     const struct {
-        const char* m_name;
         std::size_t m_sw, m_sh, m_dw, m_dh;
         vImage_AffineTransform m_transform;  // (u, v) -> (a u + c v + tx, b u + d v + ty)
-    } cases[] = {
-        {"left 5, down 3", 50, 20, 50, 20, {1, 0, 0, 1, -5, 3}},
-        {"quarter turn", 37, 23, 23, 37, {0, 1, -1, 0, 23, 0}},
-        {"half turn, larger output", 21, 13, 25, 15, {-1, 0, 0, -1, 21, 13}},
-    };
+    } cases[] = {{50, 20, 50, 20, {1, 0, 0, 1, -5, 3}},      // left 5, down 3
+                 {37, 23, 23, 37, {0, 1, -1, 0, 23, 0}},     // quarter turn
+                 {21, 13, 25, 15, {-1, 0, 0, -1, 21, 13}}};  // half turn into a larger output
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.m_name);
         image_t src = smooth_image(c.m_sw, c.m_sh);
         for (std::size_t y = 0; y < c.m_sh; ++y) src.pixel(5, y)[0] = static_cast<uint8_t>(y);  // a marker column
-        vImage_Buffer sb = src.buffer();
         const vImage_AffineTransform& t = c.m_transform;
+        const double det = double(t.a) * t.d - double(t.b) * t.c;
         for (const vImage_Flags edge : {kvImageBackgroundColorFill, kvImageEdgeExtend}) {
+            SCOPED_TRACE(testing::Message() << c.m_sw << "x" << c.m_sh << ", edge flags " << edge);
             image_t dst(c.m_dw, c.m_dh);
-            vImage_Buffer db = dst.buffer();
+            vImage_Buffer sb = src.buffer(), db = dst.buffer();
             ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, &t, k_background, edge), kvImageNoError);
             std::size_t mismatches = 0;
-            const double det = double(t.a) * t.d - double(t.b) * t.c;
             for (std::size_t y = 0; y < c.m_dh; ++y) {
                 for (std::size_t x = 0; x < c.m_dw; ++x) {
                     const double px = x + 0.5 - t.tx, py = y + 0.5 - t.ty;
                     const long u = std::lround(std::floor((t.d * px - t.c * py) / det));
                     const long v = std::lround(std::floor((-t.b * px + t.a * py) / det));
                     const bool inside = u >= 0 && v >= 0 && u < long(c.m_sw) && v < long(c.m_sh);
-                    const uint8_t* nearest = src.pixel(std::size_t(std::clamp<long>(u, 0, long(c.m_sw) - 1)),
-                                                       std::size_t(std::clamp<long>(v, 0, long(c.m_sh) - 1)));
-                    const bool fill = !inside && edge == kvImageBackgroundColorFill;
-                    if (fill ? !is_background(dst.pixel(x, y)) : !std::equal(nearest, nearest + 4, dst.pixel(x, y)))
-                        ++mismatches;
+                    const uint8_t* want = !inside && edge == kvImageBackgroundColorFill
+                                              ? k_background
+                                              : src.pixel(std::size_t(std::clamp<long>(u, 0, long(c.m_sw) - 1)),
+                                                          std::size_t(std::clamp<long>(v, 0, long(c.m_sh) - 1)));
+                    mismatches += !std::equal(want, want + 4, dst.pixel(x, y));
                 }
             }
-            EXPECT_EQ(mismatches, 0u) << "edge flags " << edge;
+            EXPECT_EQ(mismatches, 0u);
             EXPECT_TRUE(dst.padding_intact());
         }
     }
