@@ -25,13 +25,10 @@ namespace vc = Drivers::Mac::ZAV::VirtualCamera;
 struct size_case_t {
     uint32_t m_ws, m_hs, m_wd, m_hd;
 };
-
 struct kernel_case_t {
     size_case_t m_size;
-    bool m_src_aligned, m_dst_aligned;
-    bool m_explicit = false;
-    float m_scales[2] = {1, 1};
-    float m_offsets[2] = {0, 0};
+    bool m_src_aligned, m_dst_aligned, m_explicit = false;
+    float m_scales[2] = {1, 1}, m_offsets[2] = {0, 0};
 };
 
 class kernel_matches_model_t : public testing::TestWithParam<kernel_case_t> {};
@@ -203,8 +200,7 @@ double plane_error(const packed_t& src, const std::vector<uint8_t>& got, int fir
 double psnr(const packed_t& src, const std::vector<uint8_t>& got)
 {
     // Chroma pair m of the destination sits on source pixel 3m + 0.25: chroma-grid 1.5m + 0.125.
-    const double se = plane_error(src, got, 1, 2, 0.25) + plane_error(src, got, 0, 4, 0.125) +
-                      plane_error(src, got, 2, 4, 0.125);
+    const double se = plane_error(src, got, 1, 2, 0.25) + plane_error(src, got, 0, 4, 0.125) + plane_error(src, got, 2, 4, 0.125);
     return 10.0 * std::log10(255.0 * 255.0 * double(got.size()) / se);
 }
 
@@ -215,17 +211,12 @@ TEST(two_thirds_quality, closer_to_the_float_reference_than_bilinear)
         const char* m_name;
         std::function<double(double, double, int)> m_value;  // (x, y, channel 0 Y / 1 Cb / 2 Cr)
     } pictures[] = {
-        {"zone_plate",
-         [](double x, double y, int) {
-             return 128.0 + 90.0 * std::cos(k_pi * ((x - 240) * (x - 240) + (y - 135) * (y - 135)) / 540.0);
-         }},
+        {"zone_plate", [](double x, double y, int) { return 128.0 + 90.0 * std::cos(k_pi * ((x - 240) * (x - 240) + (y - 135) * (y - 135)) / 540.0); }},
         // Overlapping rectangles of many sizes. (A period that is a multiple of 3 pixels would be
         // degenerate: its aliases fall exactly on its own fundamental.)
-        {"edges",
-         [](double x, double y, int c) {
+        {"edges", [](double x, double y, int c) {
              double v = 60.0;
-             for (uint32_t i = 0; i < 120; ++i) {
-                 const uint32_t k = i * 2654435761u;
+             for (uint32_t i = 0, k = 0; i < 120; ++i, k = i * 2654435761u) {
                  const double x0 = k % 480, y0 = (k >> 9) % 270, bw = 1 + (k >> 18) % 23, bh = 1 + (k >> 23) % 17;
                  if (x >= x0 && x < x0 + bw && y >= y0 && y < y0 + bh) v = 40.0 + (k >> 5) % 180 + (c ? 10.0 : 0.0);
              }

@@ -94,13 +94,10 @@ TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table
         SCOPED_TRACE(testing::Message() << ws << " -> " << wd << " rule scale " << rule_scale);
         rs::horizontal_map_t map{rs::to_fixed_16_16(offset), rs::to_fixed_16_16(scale), ws, wd, nullptr};
         std::vector<rs::coefficient_group_t> groups(rs::coefficient_group_count(wd));
-        rs::coefficient_table_t table;
-        table.m_p_groups = groups.data();
+        rs::coefficient_table_t table{0, 0, 0, groups.data()};
         rs::build_coefficient_table(map, rule_scale, table);
         map.m_p_table = &table;
-        if (layout >= 0) {
-            EXPECT_EQ(int(table.m_layout), layout);
-        }
+        EXPECT_TRUE(layout < 0 || table.m_layout == layout) << int(table.m_layout);
         const size_t read = std::max<size_t>(2 * ws, table.m_read_end) + 16;
         const guarded_image_t src = src_row(read), bottom = src_row(read);
         guarded_image_t want = row_of(2 * wd, true), got = row_of(2 * wd, dst_aligned());
