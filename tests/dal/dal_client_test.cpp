@@ -2,9 +2,7 @@
 // with the plug-in's status passed through, the system object's settings, listeners, streaming
 // from the test camera (buffer queue, samples, stream clock), several threads at once, broken
 // plug-in bundles beside a working one, and letting go of plug-ins at exit.
-#include <CoreFoundation/CoreFoundation.h>
 #include <CoreMedia/CoreMedia.h>
-#include <CoreMediaIO/CMIOHardware.h>
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
 #include <CoreMediaIO/CMIOSampleBuffer.h>
 #include <CoreVideo/CoreVideo.h>
@@ -326,9 +324,8 @@ struct altered_t {
     std::atomic<CMIOStreamID> m_stream{kCMIOObjectUnknown};
 
     static void proc(CMIOStreamID stream_id, void*, void* refcon) {
-        auto* self = static_cast<altered_t*>(refcon);
-        self->m_stream = stream_id;
-        ++self->m_calls;
+        static_cast<altered_t*>(refcon)->m_stream = stream_id;
+        ++static_cast<altered_t*>(refcon)->m_calls;
     }
 };
 
@@ -339,10 +336,6 @@ CMSampleBufferRef next_sample(CMSimpleQueueRef queue) {
         std::this_thread::sleep_for(2ms);
     }
     return static_cast<CMSampleBufferRef>(const_cast<void*>(CMSimpleQueueDequeue(queue)));
-}
-
-void drain(CMSimpleQueueRef queue) {
-    while (const void* left = CMSimpleQueueDequeue(queue)) CFRelease(left);
 }
 
 // Samples, the clock that follows them, and the queue every copy of which is the same object.
@@ -377,10 +370,8 @@ TEST_F(dal_client_t, samples_carry_image_timing_sequence_and_flags_until_stop) {
         ASSERT_NE(image, nullptr);
         EXPECT_EQ(CVPixelBufferGetWidth(image), 64u);
         EXPECT_EQ(CVPixelBufferGetHeight(image), 48u);
-        const CMVideoDimensions dimensions =
-            CMVideoFormatDescriptionGetDimensions(CMSampleBufferGetFormatDescription(sample));
-        EXPECT_EQ(dimensions.width, 64);
-        EXPECT_EQ(dimensions.height, 48);
+        const CMVideoDimensions size = CMVideoFormatDescriptionGetDimensions(CMSampleBufferGetFormatDescription(sample));
+        EXPECT_TRUE(size.width == 64 && size.height == 48) << size.width << "x" << size.height;
         CFRelease(sample);
     }
     // The camera posts one clock event per frame, so now is at or after the last frame seen, and
@@ -397,7 +388,7 @@ TEST_F(dal_client_t, samples_carry_image_timing_sequence_and_flags_until_stop) {
     const int calls = altered.m_calls.load();
     std::this_thread::sleep_for(40ms);
     EXPECT_EQ(altered.m_calls.load(), calls);
-    drain(queue);
+    while (const void* left = CMSimpleQueueDequeue(queue)) CFRelease(left);
     CFRelease(queue);
     EXPECT_EQ(zav_platform::probe::live_object_count(CMSampleBufferGetTypeID()), live_samples);
 }
@@ -466,76 +457,63 @@ std::string info_plist(const std::string& executable, const std::string& functio
     return text.str();
 }
 
-class dal_bundles_t : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        char pattern[] = "/tmp/dal_bundles_XXXXXX";
-        s_folder = mkdtemp(pattern);
-        // A working plug-in beside the broken ones.
-        fs::copy(ZAV_TEST_CAMERA_BUNDLE, s_folder + "/Working.plugin", fs::copy_options::recursive);
-
-        add("NoExecutableKey", info_plist("", "BrokenFactoryReturnsNull"), true);
-        add("NoFactories", info_plist("Broken", ""), true);
-        add("OtherType", info_plist("Broken", "BrokenFactoryReturnsNull", "11111111-2222-3333-4444-555555555555"), true);
-        add("MissingExecutable", info_plist("Broken", "BrokenFactoryReturnsNull"), false);
-        add("MissingFactory", info_plist("Broken", "NoSuchFactory"), true);
-        add("NullFactory", info_plist("Broken", "BrokenFactoryReturnsNull"), true);
-        add("RefusesInterface", info_plist("Broken", "BrokenFactoryRefusesInterface"), true);
-        add("FailsToInitialize", info_plist("Broken", "BrokenFactoryFailsToInitialize"), true);
-        add("GarbagePlist", "this is not a property list", true);
-        fs::create_directories(s_folder + "/NoPlist.plugin/Contents/MacOS");
-        fs::create_directories(s_folder + "/NotALibrary.plugin/Contents/MacOS");
-        std::ofstream(s_folder + "/NotALibrary.plugin/Contents/Info.plist") << info_plist("Broken", "Factory");
-        std::ofstream(s_folder + "/NotALibrary.plugin/Contents/MacOS/Broken") << "not an executable";
-        // Neither of these is a bundle, so neither is mentioned.
-        std::ofstream(s_folder + "/notes.txt") << "hello";
-        fs::create_directories(s_folder + "/Folder.bundle");
-    }
-
-    static void TearDownTestSuite() {
-        zav_platform::probe::unload_plug_ins();
-        fs::remove_all(s_folder);
-    }
-
-    static void add(const std::string& name, const std::string& plist, bool with_executable) {
-        const std::string contents = s_folder + "/" + name + ".plugin/Contents";
+// Each broken bundle (a file to copy in as its executable, text to write there, or none) and the
+// reason its one line must give; a working copy of the test camera lies beside them, and empty
+// and missing folders in the search path are passed over.
+TEST(dal_bundles, broken_bundles_are_skipped_with_one_line_each_and_the_working_one_loads) {
+    const char* const factories = ZAV_BROKEN_FACTORIES;
+    const struct {
+        const char* m_name;
+        std::string m_plist;
+        const char* m_executable;
+        const char* m_reason;
+    } bundles[] = {
+        {"NoExecutableKey", info_plist("", "BrokenFactoryReturnsNull"), factories, "CFBundleExecutable"},
+        {"NoFactories", info_plist("Broken", ""), factories, "CFPlugInFactories"},
+        {"OtherType", info_plist("Broken", "BrokenFactoryReturnsNull", "11111111-2222-3333-4444-555555555555"),
+         factories, "CFPlugInTypes"},
+        {"MissingExecutable", info_plist("Broken", "BrokenFactoryReturnsNull"), nullptr, "is missing"},
+        {"MissingFactory", info_plist("Broken", "NoSuchFactory"), factories, "NoSuchFactory not found"},
+        {"NullFactory", info_plist("Broken", "BrokenFactoryReturnsNull"), factories, "returned no plug-in"},
+        {"RefusesInterface", info_plist("Broken", "BrokenFactoryRefusesInterface"), factories, "refused"},
+        {"FailsToInitialize", info_plist("Broken", "BrokenFactoryFailsToInitialize"), factories, "failed to initialise"},
+        {"GarbagePlist", "this is not a property list", factories, "not a property list"},
+        {"NoPlist", "", nullptr, "Info.plist is missing"},
+        {"NotALibrary", info_plist("Broken", "Factory"), "not an executable", "cannot load executable"},
+    };
+    char pattern[] = "/tmp/dal_bundles_XXXXXX";
+    const std::string folder = mkdtemp(pattern);
+    fs::copy(ZAV_TEST_CAMERA_BUNDLE, folder + "/Working.plugin", fs::copy_options::recursive);
+    for (const auto& bundle : bundles) {
+        const std::string contents = folder + "/" + bundle.m_name + ".plugin/Contents";
         fs::create_directories(contents + "/MacOS");
-        std::ofstream(contents + "/Info.plist") << plist;
-        if (with_executable) fs::copy_file(ZAV_BROKEN_FACTORIES, contents + "/MacOS/Broken");
+        if (!bundle.m_plist.empty()) std::ofstream(contents + "/Info.plist") << bundle.m_plist;
+        if (bundle.m_executable == nullptr) continue;
+        if (fs::exists(bundle.m_executable)) fs::copy_file(bundle.m_executable, contents + "/MacOS/Broken");
+        else std::ofstream(contents + "/MacOS/Broken") << bundle.m_executable;
     }
-
-    // The stderr lines that mention a bundle.
-    static std::vector<std::string> lines_about(const std::string& log, const std::string& bundle) {
+    // Neither of these is a bundle, so neither is mentioned.
+    std::ofstream(folder + "/notes.txt") << "hello";
+    fs::create_directories(folder + "/Folder.bundle");
+    use_plugin_folders("::/no/such/folder:" + folder + ":");
+    CMIOObjectID camera = kCMIOObjectUnknown;
+    const std::string log = capture_stderr([&] { camera = find_test_camera(); });
+    zav_platform::probe::unload_plug_ins();
+    fs::remove_all(folder);
+    EXPECT_NE(camera, kCMIOObjectUnknown) << log;
+    auto lines_about = [&log](const std::string& bundle) {
         std::vector<std::string> lines;
         std::istringstream in(log);
         for (std::string line; std::getline(in, line);)
             if (line.find("/" + bundle + ".plugin") != std::string::npos) lines.push_back(line);
         return lines;
-    }
-
-    static inline std::string s_folder;
-};
-
-// Empty and missing folders in the search path are passed over.
-TEST_F(dal_bundles_t, broken_bundles_are_skipped_with_one_line_each_and_the_working_one_loads) {
-    use_plugin_folders("::/no/such/folder:" + s_folder + ":");
-    CMIOObjectID camera = kCMIOObjectUnknown;
-    const std::string log = capture_stderr([&] { camera = find_test_camera(); });
-    EXPECT_NE(camera, kCMIOObjectUnknown) << log;
-    const std::pair<const char*, const char*> expected[] = {
-        {"NoExecutableKey", "CFBundleExecutable"},     {"NoFactories", "CFPlugInFactories"},
-        {"OtherType", "CFPlugInTypes"},                {"MissingExecutable", "is missing"},
-        {"MissingFactory", "NoSuchFactory not found"}, {"NullFactory", "returned no plug-in"},
-        {"RefusesInterface", "refused"},               {"FailsToInitialize", "failed to initialise"},
-        {"GarbagePlist", "not a property list"},       {"NoPlist", "Info.plist is missing"},
-        {"NotALibrary", "cannot load executable"},
     };
-    for (const auto& [bundle, reason] : expected) {
-        std::vector<std::string> lines = lines_about(log, bundle);
-        ASSERT_EQ(lines.size(), 1u) << bundle << " in:\n" << log;
-        EXPECT_NE(lines[0].find(reason), std::string::npos) << lines[0];
+    for (const auto& bundle : bundles) {
+        const std::vector<std::string> lines = lines_about(bundle.m_name);
+        ASSERT_EQ(lines.size(), 1u) << bundle.m_name << " in:\n" << log;
+        EXPECT_NE(lines[0].find(bundle.m_reason), std::string::npos) << lines[0];
     }
-    EXPECT_TRUE(lines_about(log, "Working").empty()) << log;
+    EXPECT_TRUE(lines_about("Working").empty()) << log;
     EXPECT_EQ(log.find("notes.txt"), std::string::npos);
     EXPECT_EQ(log.find("Folder.bundle"), std::string::npos);
     // References of refused and failed plug-ins are given back.

@@ -115,9 +115,6 @@ TEST_F(plugin_side_t, publishing_and_property_changes_are_checked_and_recorded_i
     EXPECT_EQ(publish(kCMIOObjectSystemObject, {}, {never_made}), noErr);
     ASSERT_EQ(publish(kCMIOObjectSystemObject, {}, {device}), noErr);
     EXPECT_EQ(publish(device, {streams[0]}), kCMIOHardwareBadObjectError);
-    probe::clear_records();
-    EXPECT_TRUE(probe::published_and_died().empty());
-    EXPECT_TRUE(probe::properties_changed().empty());
 }
 
 TEST_F(plugin_side_t, failure_switches_return_their_status_without_recording) {
@@ -164,72 +161,60 @@ TEST_F(plugin_side_t, failure_switches_return_their_status_without_recording) {
               kCMIOHardwareIllegalOperationError);
 }
 
-class stream_clock_test_t : public plugin_side_t {
-protected:
-    void SetUp() override {
-        plugin_side_t::SetUp();
-        ASSERT_EQ(CMIOStreamClockCreate(nullptr, CFSTR("Test clock"), &m_source, CMTimeMake(1, 100), 4, 2, &m_clock),
-                  noErr);
-    }
-    void TearDown() override {
-        if (m_clock != nullptr) CFRelease(m_clock);
-        plugin_side_t::TearDown();
-    }
-    static constexpr UInt64 k_second = 1000000000ull;  // host ticks (timebase 1/1)
-    int m_source = 0;
-    CFTypeRef m_clock = nullptr;
-};
+// One clock walked through its life: creation recorded; invalid before the first event; then
+// extrapolated at rate one, at the measured rate, and afresh after a resynchronisation; every
+// good event recorded, bad ones and those after invalidation refused.
+TEST_F(plugin_side_t, stream_clock_extrapolates_records_and_refuses_bad_events) {
+    constexpr UInt64 k_second = 1000000000ull;  // host ticks (timebase 1/1)
+    int source = 0;
+    CFTypeRef clock = nullptr;
+    ASSERT_EQ(CMIOStreamClockCreate(nullptr, CFSTR("Test clock"), &source, CMTimeMake(1, 100), 4, 2, &clock), noErr);
+    std::vector<probe::clock_created_t> records = probe::clocks_created();
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].clock, clock);
+    EXPECT_EQ(records[0].name, "Test clock");
+    EXPECT_EQ(CMTimeCompare(records[0].resolution, CMTimeMake(1, 100)), 0);
+    EXPECT_EQ(records[0].events_for_rate_smoothing, 4u);
+    EXPECT_EQ(records[0].averages_for_rate_smoothing, 2u);
+    EXPECT_EQ(records[0].source_identifier, &source);
+    EXPECT_EQ(CFGetRetainCount(clock), 1);
 
-TEST_F(stream_clock_test_t, extrapolates_from_the_first_event_at_the_measured_rate_until_resynchronised) {
-    EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(5 * k_second, m_clock)));
-    ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(300, 30), 100 * k_second, true, m_clock), noErr);
-    const CMTime later = CMIOStreamClockConvertHostTimeToDeviceTime(100 * k_second + k_second / 2, m_clock);
+    EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(5 * k_second, clock)));
+    ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(300, 30), 100 * k_second, true, clock), noErr);
+    const CMTime later = CMIOStreamClockConvertHostTimeToDeviceTime(100 * k_second + k_second / 2, clock);
     ASSERT_TRUE(CMTIME_IS_VALID(later));
     EXPECT_EQ(later.timescale, 30);
     EXPECT_EQ(later.value, 315);  // rate one until a rate is measured
-    EXPECT_EQ(CMIOStreamClockConvertHostTimeToDeviceTime(99 * k_second, m_clock).value, 270);
+    EXPECT_EQ(CMIOStreamClockConvertHostTimeToDeviceTime(99 * k_second, clock).value, 270);
     // Resynchronised to a device that runs twice as fast as the host.
     for (int i = 0; i <= 4; ++i)
-        ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(2000 * i, 1000), UInt64(i) * k_second, i == 0, m_clock),
+        ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(2000 * i, 1000), UInt64(i) * k_second, i == 0, clock),
                   noErr);
-    EXPECT_NEAR(CMTimeGetSeconds(CMIOStreamClockConvertHostTimeToDeviceTime(5 * k_second, m_clock)), 10.0, 1e-6);
+    EXPECT_NEAR(CMTimeGetSeconds(CMIOStreamClockConvertHostTimeToDeviceTime(5 * k_second, clock)), 10.0, 1e-6);
     // Resynchronising forgets the old rate.
-    ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(1000, 1), 10 * k_second, true, m_clock), noErr);
-    EXPECT_NEAR(CMTimeGetSeconds(CMIOStreamClockConvertHostTimeToDeviceTime(11 * k_second, m_clock)), 1001.0, 1e-6);
-}
+    ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(1000, 1), 10 * k_second, true, clock), noErr);
+    EXPECT_NEAR(CMTimeGetSeconds(CMIOStreamClockConvertHostTimeToDeviceTime(11 * k_second, clock)), 1001.0, 1e-6);
 
-// Creation, events and invalidation are recorded; events that are bad or come too late are not.
-TEST_F(stream_clock_test_t, records_creation_events_and_invalidation_and_refuses_bad_events) {
-    std::vector<probe::clock_created_t> records = probe::clocks_created();
-    ASSERT_EQ(records.size(), 1u);
-    EXPECT_EQ(records[0].clock, m_clock);
-    EXPECT_EQ(records[0].name, "Test clock");
-    EXPECT_EQ(records[0].resolution.value, 1);
-    EXPECT_EQ(records[0].resolution.timescale, 100);
-    EXPECT_EQ(records[0].events_for_rate_smoothing, 4u);
-    EXPECT_EQ(records[0].averages_for_rate_smoothing, 2u);
-    EXPECT_EQ(records[0].source_identifier, &m_source);
-    EXPECT_EQ(CFGetRetainCount(m_clock), 1);
-    ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(1, 30), 42, true, m_clock), noErr);
     EXPECT_EQ(CMIOStreamClockInvalidate(nullptr), kCMIOHardwareIllegalOperationError);
-    ASSERT_EQ(CMIOStreamClockInvalidate(m_clock), noErr);
+    ASSERT_EQ(CMIOStreamClockInvalidate(clock), noErr);
     const std::pair<CMTime, CFTypeRef> refused[] = {
-        {kCMTimeInvalid, m_clock},        // no time
+        {kCMTimeInvalid, clock},          // no time
         {CMTimeMake(1, 30), nullptr},     // no clock
         {CMTimeMake(1, 30), CFSTR("c")},  // a CF object of another type
-        {CMTimeMake(2, 30), m_clock},     // an invalidated clock
+        {CMTimeMake(2, 30), clock},       // an invalidated clock
     };
-    for (const auto& [time, clock] : refused)
-        EXPECT_EQ(CMIOStreamClockPostTimingEvent(time, 43, false, clock), kCMIOHardwareIllegalOperationError)
-            << time.value;
-    EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(43, m_clock)));
-    std::vector<probe::clock_event_t> events = probe::clock_events();
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].clock, m_clock);
-    EXPECT_EQ(events[0].host_time, 42u);
-    EXPECT_EQ(events[0].event_time.value, 1);
+    for (const auto& [time, to] : refused)
+        EXPECT_EQ(CMIOStreamClockPostTimingEvent(time, 43, false, to), kCMIOHardwareIllegalOperationError) << time.value;
+    EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(43, clock)));
+    const std::vector<probe::clock_event_t> events = probe::clock_events();
+    ASSERT_EQ(events.size(), 7u);
+    EXPECT_EQ(events[0].clock, clock);
+    EXPECT_EQ(events[0].host_time, 100 * k_second);
+    EXPECT_EQ(CMTimeCompare(events[0].event_time, CMTimeMake(300, 30)), 0);
     EXPECT_TRUE(events[0].resynchronize);
-    EXPECT_EQ(probe::clocks_invalidated(), std::vector<CFTypeRef>{m_clock});
+    EXPECT_FALSE(events[2].resynchronize);
+    EXPECT_EQ(probe::clocks_invalidated(), std::vector<CFTypeRef>{clock});
+    CFRelease(clock);
 }
 
 // Sequence numbers and discontinuity flags ride on the sample as attachments: set at creation,

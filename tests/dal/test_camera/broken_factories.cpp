@@ -27,6 +27,8 @@ ULONG release(void* self) {
     return left;
 }
 
+OSStatus fail_to_initialize(CMIOHardwarePlugInRef, CMIOObjectID) { return kCMIOHardwareIllegalOperationError; }
+
 // The refusing table answers no interface; the failing one gives itself and fails to start.
 CMIOHardwarePlugInInterface make_table(bool refusing) {
     CMIOHardwarePlugInInterface table{};
@@ -40,9 +42,7 @@ CMIOHardwarePlugInInterface make_table(bool refusing) {
     };
     table.AddRef = add_ref;
     table.Release = release;
-    table.InitializeWithObjectID = [](CMIOHardwarePlugInRef, CMIOObjectID) -> OSStatus {
-        return kCMIOHardwareIllegalOperationError;
-    };
+    table.InitializeWithObjectID = fail_to_initialize;
     return table;
 }
 

@@ -1,7 +1,6 @@
-// A small DAL plug-in written only against Apple's public API, as a third party would write it:
-// one device with one input stream that puts 64x48 BGRA frames, with timing, sequence numbers
-// and discontinuity flags, on the buffer queue it hands out, and a few properties whose answers
-// the tests know.
+// A small DAL plug-in written only against Apple's public API, as a third party would: one device
+// whose one input stream puts 64x48 BGRA frames, with timing, sequence numbers and discontinuity
+// flags, on the queue it hands out, and a few properties whose answers the tests know.
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreMedia/CoreMedia.h>
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
@@ -69,9 +68,8 @@ HRESULT query_interface(void* self, REFIID uuid, LPVOID* interface) {
     const bool known = CFEqual(asked, kCMIOHardwarePlugInInterfaceID) || CFEqual(asked, IUnknownUUID);
     CFRelease(asked);
     *interface = known ? self : nullptr;
-    if (!known) return E_NOINTERFACE;
-    add_ref(self);
-    return S_OK;
+    if (known) add_ref(self);
+    return known ? S_OK : E_NOINTERFACE;
 }
 
 // Frames every 4 ms while the stream runs; only the first after a start is discontinuous, and a
