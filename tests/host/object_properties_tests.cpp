@@ -158,13 +158,9 @@ TEST(object_base_entries_test, plain_base_entries_answer_without_a_published_che
     EXPECT_FALSE(plugin_object.changed_properties(1, &address));
     EXPECT_EQ(log_messages(), lines_t{"object_base_t::changed_properties illegally called!"});
 
-    // The generic class matches every class asked, but is not matched by a specific object.
-    const struct { CMIOClassID own, asked; bool expected; } cases[] = {
-        {'adev', 'adev', true}, {'adev', 'astr', false}, {'adev', kCMIOObjectClassID, false},
-        {kCMIOObjectClassID, 'adev', true}, {kCMIOObjectClassID, 0, true}, {'astr', 0, false}};
-    for (const auto& c : cases)
-        EXPECT_EQ(base_t(c.own, nullptr).is_class(c.asked), c.expected) << fourCC_to_string(c.own) << " asked "
-                                                                         << fourCC_to_string(c.asked);
+    // The owned-objects walk covers the other class matches; class 0 matches only the generic class.
+    EXPECT_TRUE(base_t(kCMIOObjectClassID, nullptr).is_class(0));
+    EXPECT_FALSE(base_t('astr', nullptr).is_class(0));
 }
 
 }  // namespace

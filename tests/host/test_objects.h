@@ -6,10 +6,6 @@
 
 #include "cf_leak_fixture.h"
 
-#include <list>
-#include <string>
-#include <vector>
-
 namespace zav_test {
 
 using Drivers::Mac::ZAV::object_base_t;

@@ -107,17 +107,14 @@ TEST_F(video_format_test, equality_compares_rates_as_fractions_and_descriptions)
         {"wrapping cross products", {k_uyvy, 64, 48, 65536, 1}, {k_uyvy, 64, 48, 0, 65536}, true},
         {"two zero denominators", {k_uyvy, 64, 48, 30, 0}, {k_uyvy, 64, 48, 25, 0}, true},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.a == c.b, c.equal) << c.name;
-        EXPECT_EQ(c.b == c.a, c.equal) << c.name;
-        EXPECT_EQ(c.a != c.b, !c.equal) << c.name;
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(std::make_tuple(c.a == c.b, c.b == c.a, c.a != c.b), std::make_tuple(c.equal, c.equal, !c.equal))
+            << c.name;
     // Compatibility is description equality.
     const video_format_t format(k_bgrx, 640, 480, 30, 1);
-    CMFormatDescriptionRef same = make_description(kCVPixelFormatType_32BGRA, 640, 480);
-    CMFormatDescriptionRef other = make_description(kCVPixelFormatType_32BGRA, 640, 360);
-    EXPECT_TRUE(format.is_compatible_with(same));
-    EXPECT_FALSE(format.is_compatible_with(other));
+    CMFormatDescriptionRef same = make_description(kCVPixelFormatType_32BGRA, 640, 480),
+                           other = make_description(kCVPixelFormatType_32BGRA, 640, 360);
+    EXPECT_TRUE(format.is_compatible_with(same) && !format.is_compatible_with(other));
     CFRelease(same);
     CFRelease(other);
 }
@@ -180,18 +177,16 @@ TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator_and_from_a_do
     EXPECT_EQ(format.get_ref(), description) << "the description carries no rate";
 
     // From a double: kept exactly as given, with the nearest numerator over 1000 or 1001.
-    const double nan = std::numeric_limits<double>::quiet_NaN();
     const int32_t most_negative = std::numeric_limits<int32_t>::min();
     const struct { double rate; int num, den; } doubles[] = {
         {30.0, 30000, 1000}, {29.97, 29970, 1000}, {30000.0 / 1001.0, 29970, 1000}, {59.94, 59940, 1000},
         {23.976, 23976, 1000}, {-29.97, -29970, 1000}, {2147483.647, 2147483647, 1000},
-        {0.0005, 0, 1001},  // a zero numerator is as close over either denominator
-        {0.0, 0, 1001},
+        {0.0005, 0, 1001}, {0.0, 0, 1001},  // a zero numerator is as close over either denominator
         // Out of range: the most negative numerator, which happens to lie closer over 1001.
         {2147483.648, most_negative, 1001}, {1e300, most_negative, 1001},
         {-2147483.648, most_negative, 1000},  // just in range
         {std::numeric_limits<double>::infinity(), most_negative, 1001},  // both errors infinite: a tie
-        {nan, most_negative, 1001},
+        {std::numeric_limits<double>::quiet_NaN(), most_negative, 1001},
     };
     for (const auto& c : doubles) {
         SCOPED_TRACE(c.rate);

@@ -25,13 +25,10 @@ protected:
     void TearDown() override
     {
         zav_platform::probe::clear_failures();
-        if (objects_created_since_start() == 0)
-            return;
         std::ostringstream types;
         for (const auto& [name, count] : zav_platform::probe::live_objects_by_type())
             types << ' ' << name << '=' << count;
-        ADD_FAILURE() << "Core Foundation objects alive after the test: " << objects_created_since_start()
-                      << " beyond those at start; by type:" << types.str();
+        EXPECT_EQ(objects_created_since_start(), 0) << "Core Foundation objects left alive; by type:" << types.str();
     }
     // Alive now beyond those alive at start.
     std::ptrdiff_t objects_created_since_start() const
