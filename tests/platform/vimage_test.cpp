@@ -201,8 +201,7 @@ TEST(vimage, temp_size_queries_and_bad_arguments_leave_the_output_untouched) {
     EXPECT_EQ(vImageAffineWarp_ARGB8888(&s, &d, nullptr, nullptr, k_background, kvImageBackgroundColorFill),
               kvImageNullPointerArgument);
     EXPECT_EQ(dst.m_bytes, before);
-    // A caller-provided temporary buffer of the queried size is accepted.
-    std::vector<uint8_t> temp(static_cast<std::size_t>(size));
+    std::vector<uint8_t> temp(static_cast<std::size_t>(size));  // a caller's buffer of the queried size will do
     EXPECT_EQ(vImageScale_ARGB8888(&s, &d, temp.data(), kvImageNoFlags), kvImageNoError);
     // A transform that flattens the picture draws only background.
     const vImage_AffineTransform flat{1, 1, 1, 1, 0, 0};
