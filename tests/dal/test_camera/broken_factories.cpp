@@ -46,8 +46,7 @@ CMIOHardwarePlugInInterface make_table(bool refusing) {
     return table;
 }
 
-CMIOHardwarePlugInInterface g_refusing = make_table(true);
-CMIOHardwarePlugInInterface g_failing = make_table(false);
+CMIOHardwarePlugInInterface g_refusing = make_table(true), g_failing = make_table(false);
 
 }  // namespace
 
