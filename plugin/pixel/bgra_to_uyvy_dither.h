@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "pixel/bgra_to_uyvy_matrix.h"
+
 namespace Drivers::Mac::ZAV::VirtualCamera {
 
 // Reference: one row, pairs left to right, within a pair Cb, Cr, Y0, Y1. `row` points at slot 0
@@ -40,7 +42,20 @@ struct row_prefetch_t {
     size_t m_row_bytes;
 };
 
+// `source`, when given, lets the kernel convert the image rows itself: a lane's image slots are
+// then computed from its BGRA row with the colour matrix as they are loaded (the floats of
+// bgra_to_yuv_row_c), and only its guard slots come from its scratch row. The first row of the
+// call still comes whole from the scratch unless it is image row 0, because it has received the
+// shares of the rows above. The kernel never writes the alpha plane.
+struct lane_source_t {
+    const uint8_t* m_p_src;  // image row 0
+    ptrdiff_t m_stride;
+    int32_t m_height;
+    const colour_matrix_t* m_p_matrix;
+};
+
 void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width,
-                            uint8_t* dst, ptrdiff_t dst_stride, const row_prefetch_t* prefetch = nullptr);
+                            uint8_t* dst, ptrdiff_t dst_stride, const row_prefetch_t* prefetch = nullptr,
+                            const lane_source_t* source = nullptr);
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

@@ -2,7 +2,9 @@
 #include <climits>
 #include <cstring>
 
+#include "pixel/bgra_to_uyvy_colour_lanes.h"
 #include "pixel/bgra_to_uyvy_dither.h"
+#include "pixel/bgra_to_uyvy_matrix.h"
 #include "pixel/simd.h"
 
 namespace Drivers::Mac::ZAV::VirtualCamera {
@@ -30,6 +32,10 @@ constexpr int32_t k_cell_floats = 3 * k_comp_floats;
 struct lanes_t {
     alignas(16) float m_cells[k_ring * k_cell_floats];
     float* m_p_rows[k_lanes];  // slot 0 of each lane's scratch row, null for an empty lane
+    // Row 0 of each lane's BGRA source when the lane converts its image slots itself, else
+    // null: the lane then takes every slot from its scratch row.
+    const uint8_t* m_p_src_rows[k_lanes];
+    const colour_lanes_t* m_p_colour = nullptr;
     int32_t m_slots = 0;       // width + 3
     int32_t m_loaded = 0;      // cells below this index are in the ring
     int32_t m_written = 0;     // receiver cells below this index are back in the scratch
@@ -42,13 +48,76 @@ struct lanes_t {
         return m_p_rows[lane] && first_slot >= 0 && first_slot + count <= m_slots;
     }
 
+    // Per vector, the groups of four cells k (a multiple of 4) that load4 fills in one go,
+    // from_k <= k <= to_k: every lane reads four slots of its scratch row or converts four image
+    // columns of its source row. `m_donor[lane]` is the lane whose source a lane without one
+    // converts before it takes its own slots over the result; a vector whose lanes all lack a
+    // source transposes its scratch rows instead.
+    int32_t m_from_k[k_vectors];
+    int32_t m_to_k[k_vectors];
+    bool m_converts[k_vectors];
+    int32_t m_donor[k_lanes];
+
+    // Called once the rows are set.
+    void plan(int32_t width)
+    {
+        for (int32_t v = 0; v < k_vectors; ++v) {
+            int32_t from_k = INT32_MIN;
+            int32_t to_k = INT32_MAX;
+            int32_t donor = -1;
+            for (int32_t lane = 4 * v; lane < 4 * v + 4; ++lane) {
+                // Lane `lane` takes slots [k - lag * lane, + 4): image columns need slots 1 to
+                // width, a scratch row slots 0 to width + 2.
+                if (!m_p_rows[lane]) {
+                    to_k = INT32_MIN;
+                } else if (m_p_src_rows[lane]) {
+                    from_k = std::max(from_k, k_cell_lag * lane + 1);
+                    to_k = std::min(to_k, k_cell_lag * lane + width - 3);
+                    donor = lane;
+                } else {
+                    from_k = std::max(from_k, k_cell_lag * lane);
+                    to_k = std::min(to_k, k_cell_lag * lane + width - 1);
+                }
+            }
+            m_from_k[v] = from_k;
+            m_to_k[v] = to_k;
+            m_converts[v] = donor >= 0;
+            for (int32_t lane = 4 * v; lane < 4 * v + 4; ++lane) m_donor[lane] = m_p_src_rows[lane] ? lane : donor;
+        }
+    }
+
+    // One slot of one lane into the cell at `out` (component stride k_comp_floats).
+    void load_slot(int32_t lane, int32_t s, float* out) const
+    {
+        if (!row_has(lane, s, 1)) {
+            for (int c = 0; c < 3; ++c) out[c * k_comp_floats] = 0.0f;
+        } else if (m_p_src_rows[lane] && s >= 1 && s <= m_slots - 3) {
+            float yuv[3];
+            uint8_t unused_alpha;
+            bgra_to_yuv_row_c(m_p_src_rows[lane] + 4 * static_cast<ptrdiff_t>(s - 1), yuv, &unused_alpha, 1,
+                              *m_p_matrix);
+            for (int c = 0; c < 3; ++c) out[c * k_comp_floats] = yuv[c];
+        } else {
+            for (int c = 0; c < 3; ++c) out[c * k_comp_floats] = m_p_rows[lane][3 * s + c];
+        }
+    }
+
+    const colour_matrix_t* m_p_matrix = nullptr;
+
     // Fills cells [k, k + 4) of the ring from the lanes' rows.
     void load4(int32_t k)
     {
+        // k is a multiple of 4 and so is the ring: the four cells follow each other in memory,
+        // and float f of the four slots (component f % 3 of cell f / 3) is at base + 16 * f.
+        float* const base = cell(k);
         for (int32_t v = 0; v < k_vectors; ++v) {
-            bool inside = true;
-            for (int32_t r = 4 * v; r < 4 * v + 4; ++r) inside = inside && row_has(r, k - k_cell_lag * r, 4);
-            if (inside) {
+            if (k < m_from_k[v] || k > m_to_k[v]) {
+                for (int32_t kk = k; kk < k + 4; ++kk)
+                    for (int32_t lane = 4 * v; lane < 4 * v + 4; ++lane)
+                        load_slot(lane, kk - k_cell_lag * lane, cell(kk) + lane);
+                continue;
+            }
+            if (!m_converts[v]) {
                 // Twelve floats (four slots) of each of four rows transpose into four cells.
                 __m128 x[4][3];
                 for (int32_t r = 0; r < 4; ++r) {
@@ -60,20 +129,25 @@ struct lanes_t {
                     _MM_TRANSPOSE4_PS(x[0][i], x[1][i], x[2][i], x[3][i]);
                     for (int f = 0; f < 4; ++f) {
                         const int32_t flat = 4 * i + f;  // float index within the four slots
-                        float* out = cell(k + flat / 3) + (flat % 3) * k_comp_floats + 4 * v;
-                        _mm_store_ps(out, x[f][i]);
+                        _mm_store_ps(base + flat * k_comp_floats + 4 * v, x[f][i]);
                     }
                 }
                 continue;
             }
-            for (int32_t kk = k; kk < k + 4; ++kk) {
-                float* out = cell(kk);
-                for (int32_t lane = 4 * v; lane < 4 * v + 4; ++lane) {
-                    const int32_t s = kk - k_cell_lag * lane;
-                    const bool has = row_has(lane, s, 1);
-                    for (int c = 0; c < 3; ++c)
-                        out[c * k_comp_floats + lane] = has ? m_p_rows[lane][3 * s + c] : 0.0f;
-                }
+            // Four pixels of each converting row go through the colour matrix in lane form; a
+            // lane that reads its scratch row converts its donor's pixels and then takes its own
+            // slots over them.
+            const uint8_t* src[4];
+            for (int32_t r = 0; r < 4; ++r) {
+                const int32_t l = m_donor[4 * v + r];
+                src[r] = m_p_src_rows[l] + 4 * static_cast<ptrdiff_t>(k - k_cell_lag * l - 1);
+            }
+            bgra_rows_to_yuv_lanes(src, *m_p_colour, base + 4 * v, k_cell_floats, k_comp_floats);
+            for (int32_t lane = 4 * v; lane < 4 * v + 4; ++lane) {
+                if (m_p_src_rows[lane]) continue;
+                const float* p = m_p_rows[lane] + 3 * (k - k_cell_lag * lane);
+                for (int32_t i = 0; i < 4; ++i)
+                    for (int c = 0; c < 3; ++c) base[i * k_cell_floats + c * k_comp_floats + lane] = p[3 * i + c];
             }
         }
     }
@@ -91,6 +165,18 @@ struct lanes_t {
     {
         k = std::min(k, m_loaded);
         float* row = m_p_rows[m_receiver];
+        const int32_t lag = k_cell_lag * m_receiver;
+        if (m_written >= lag && k - lag <= m_slots) {
+            // Every cell maps into the row: no per-cell check.
+            for (; m_written < k; ++m_written) {
+                const float* in = cell(m_written) + m_receiver;
+                float* out = row + 3 * (m_written - lag);
+                out[0] = in[0];
+                out[1] = in[k_comp_floats];
+                out[2] = in[2 * k_comp_floats];
+            }
+            return;
+        }
         for (; m_written < k; ++m_written) {
             const int32_t s = m_written - k_cell_lag * m_receiver;
             if (s < 0 || s >= m_slots) continue;
@@ -113,10 +199,6 @@ inline __m128 shift_down(__m128 share, __m128 share_above)
     return _mm_castsi128_ps(_mm_alignr_epi8(_mm_castps_si128(share), _mm_castps_si128(share_above), 12));
 }
 
-
-
-
-
 struct quantised_t {
     __m128i m_byte;
     __m128 m_error;
@@ -130,28 +212,98 @@ inline quantised_t quantise(__m128 x, __m128 active)
     return {stored, _mm_and_ps(_mm_sub_ps(x, _mm_cvtepi32_ps(stored)), active)};
 }
 
-}  // namespace
+// The seven cells that one step touches: c[0] and c[1] hold the pair being quantised.
+struct step_cells_t {
+    float* m_c[7];
+};
 
-void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width,
-                            uint8_t* dst, ptrdiff_t dst_stride, const row_prefetch_t* prefetch)
+// Errors of the previous vector's lanes for Y0, Cb, Cr, Y1, in the order the vectors are done.
+struct errors_above_t {
+    __m128 m_e[4];
+};
+
+// One vector (four lanes, offset `o` within each component) of one step: quantises the lanes'
+// pairs, spreads their errors in the row-by-row order and returns each lane's four output
+// bytes as Cb | Y0 << 8 | Cr << 16 | Y1 << 24. Vector v only needs the errors of the vector
+// above (for its first lane's downward shares), so each cell component is loaded once, updated
+// in registers and stored once.
+inline __m128i dither_vector(const step_cells_t& s, int32_t o, __m128 mask, errors_above_t& above)
 {
-    if (width < 1) return;
-    const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
-    const int32_t pairs = width / 2 + (width & 1);
     const __m128 w_right = _mm_set1_ps(0.4375f);
     const __m128 w_below_left = _mm_set1_ps(0.1875f);
     const __m128 w_below = _mm_set1_ps(0.3125f);
     const __m128 w_below_right = _mm_set1_ps(0.0625f);
-    constexpr int32_t cb = k_comp_floats;
-    constexpr int32_t cr = 2 * k_comp_floats;
+    float* const c0 = s.m_c[0];
+    float* const c1 = s.m_c[1];
+    float* const c2 = s.m_c[2];
+    float* const c3 = s.m_c[3];
+    float* const c4 = s.m_c[4];
+    float* const c5 = s.m_c[5];
+    float* const c6 = s.m_c[6];
+
+    __m128i chroma_bytes[2];
+    for (int c = 1; c <= 2; ++c) {
+        const int32_t oc = o + c * k_comp_floats;
+        const __m128 avg = _mm_mul_ps(_mm_add_ps(_mm_load_ps(c0 + oc), _mm_load_ps(c1 + oc)), _mm_set1_ps(0.5f));
+        const quantised_t q = quantise(avg, mask);
+        chroma_bytes[c - 1] = q.m_byte;
+        const __m128 down = shift_down(q.m_error, above.m_e[c]);
+        above.m_e[c] = q.m_error;
+        // Cell j+2 of the row below takes the 3/16 share of the row above before its own row's
+        // 7/16 share, as in the row-by-row order.
+        const __m128 t2 = spread(_mm_load_ps(c2 + oc), down, w_below_left);
+        _mm_store_ps(c2 + oc, spread(t2, q.m_error, w_right));
+        _mm_store_ps(c4 + oc, spread(_mm_load_ps(c4 + oc), down, w_below));
+        _mm_store_ps(c6 + oc, spread(_mm_load_ps(c6 + oc), down, w_below_right));
+    }
+    const quantised_t q0 = quantise(_mm_load_ps(c0 + o), mask);
+    const __m128 d0 = shift_down(q0.m_error, above.m_e[0]);
+    above.m_e[0] = q0.m_error;
+    const __m128 y1 = spread(_mm_load_ps(c1 + o), q0.m_error, w_right);
+    _mm_store_ps(c1 + o, y1);
+    _mm_store_ps(c3 + o, spread(_mm_load_ps(c3 + o), d0, w_below_left));
+    const __m128 y4 = spread(_mm_load_ps(c4 + o), d0, w_below);
+    const __m128 y5 = spread(_mm_load_ps(c5 + o), d0, w_below_right);
+    // Y of the pair's second pixel, read after the first pixel's share landed on it.
+    const quantised_t q1 = quantise(y1, mask);
+    const __m128 d1 = shift_down(q1.m_error, above.m_e[3]);
+    above.m_e[3] = q1.m_error;
+    _mm_store_ps(c2 + o, spread(_mm_load_ps(c2 + o), q1.m_error, w_right));
+    _mm_store_ps(c4 + o, spread(y4, d1, w_below_left));
+    _mm_store_ps(c5 + o, spread(y5, d1, w_below));
+    _mm_store_ps(c6 + o, spread(_mm_load_ps(c6 + o), d1, w_below_right));
+
+    return _mm_or_si128(_mm_or_si128(chroma_bytes[0], _mm_slli_epi32(q0.m_byte, 8)),
+                        _mm_or_si128(_mm_slli_epi32(chroma_bytes[1], 16), _mm_slli_epi32(q1.m_byte, 24)));
+}
+
+}  // namespace
+
+void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width,
+                            uint8_t* dst, ptrdiff_t dst_stride, const row_prefetch_t* prefetch,
+                            const lane_source_t* source)
+{
+    if (width < 1) return;
+    const colour_lanes_t colour = source ? colour_lanes_t(*source->m_p_matrix) : colour_lanes_t();
+    const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
+    const int32_t pairs = width / 2 + (width & 1);
 
     for (int32_t y = 0; y < rows; y += k_active_lanes) {
         const int32_t active = std::min(k_active_lanes, rows - y);
         lanes_t lanes;
         lanes.m_slots = width + 3;
         lanes.m_receiver = active;
-        for (int32_t r = 0; r < k_lanes; ++r)
+        for (int32_t r = 0; r < k_lanes; ++r) {
             lanes.m_p_rows[r] = r <= active ? scratch + row_floats * ((first + y + r) % ring_rows) : nullptr;
+            // An image row converts its own pixels unless it is the first lane of a later band:
+            // that row received the shares of the band above and they are in its scratch row.
+            const int32_t image_row = first + y + r;
+            const bool converts = source && r <= active && image_row < source->m_height && (r > 0 || image_row == 0);
+            lanes.m_p_src_rows[r] = converts ? source->m_p_src + source->m_stride * image_row : nullptr;
+        }
+        lanes.m_p_colour = &colour;
+        lanes.m_p_matrix = source ? source->m_p_matrix : nullptr;
+        lanes.plan(width);
 
         // Lane r works on pair t - 2r of its row when that pair exists; in the middle of the
         // band every row has one.
@@ -195,63 +347,15 @@ void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, in
                     mask[v] = _mm_castsi128_ps(_mm_load_si128(reinterpret_cast<const __m128i*>(on + 4 * v)));
             }
 
-            float* c0 = lanes.cell(j);
-            float* c1 = lanes.cell(j + 1);
-            float* c2 = lanes.cell(j + 2);
-            float* c3 = lanes.cell(j + 3);
-            float* c4 = lanes.cell(j + 4);
-            float* c5 = lanes.cell(j + 5);
-            float* c6 = lanes.cell(j + 6);
-
-            // Vector by vector, top to bottom: vector v only needs the errors of the vector above
-            // (for its first lane's downward shares), so each cell component is loaded once,
-            // updated in registers in the row-by-row order and stored once.
-            __m128i bytes[4][k_vectors];  // Cb, Y0, Cr, Y1
-            __m128 above[4] = {_mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps()};
-            for (int32_t v = 0; v < k_vectors; ++v) {
-                const int32_t o = 4 * v;
-                for (int c = 1; c <= 2; ++c) {
-                    const int32_t oc = o + (c == 1 ? cb : cr);
-                    const __m128 avg = _mm_mul_ps(_mm_add_ps(_mm_load_ps(c0 + oc), _mm_load_ps(c1 + oc)), _mm_set1_ps(0.5f));
-                    const quantised_t q = quantise(avg, mask[v]);
-                    bytes[c == 1 ? 0 : 2][v] = q.m_byte;
-                    const __m128 down = shift_down(q.m_error, above[c]);
-                    above[c] = q.m_error;
-                    // Cell j+2 of the row below takes the 3/16 share of the row above before its
-                    // own row's 7/16 share, as in the row-by-row order.
-                    __m128 t2 = spread(_mm_load_ps(c2 + oc), down, w_below_left);
-                    _mm_store_ps(c2 + oc, spread(t2, q.m_error, w_right));
-                    _mm_store_ps(c4 + oc, spread(_mm_load_ps(c4 + oc), down, w_below));
-                    _mm_store_ps(c6 + oc, spread(_mm_load_ps(c6 + oc), down, w_below_right));
-                }
-                const quantised_t q0 = quantise(_mm_load_ps(c0 + o), mask[v]);
-                bytes[1][v] = q0.m_byte;
-                const __m128 d0 = shift_down(q0.m_error, above[0]);
-                above[0] = q0.m_error;
-                const __m128 y1 = spread(_mm_load_ps(c1 + o), q0.m_error, w_right);
-                _mm_store_ps(c1 + o, y1);
-                _mm_store_ps(c3 + o, spread(_mm_load_ps(c3 + o), d0, w_below_left));
-                const __m128 y4 = spread(_mm_load_ps(c4 + o), d0, w_below);
-                const __m128 y5 = spread(_mm_load_ps(c5 + o), d0, w_below_right);
-                // Y of the pair's second pixel, read after the first pixel's share landed on it.
-                const quantised_t q1 = quantise(y1, mask[v]);
-                bytes[3][v] = q1.m_byte;
-                const __m128 d1 = shift_down(q1.m_error, above[3]);
-                above[3] = q1.m_error;
-                _mm_store_ps(c2 + o, spread(_mm_load_ps(c2 + o), q1.m_error, w_right));
-                _mm_store_ps(c4 + o, spread(y4, d1, w_below_left));
-                _mm_store_ps(c5 + o, spread(y5, d1, w_below));
-                _mm_store_ps(c6 + o, spread(_mm_load_ps(c6 + o), d1, w_below_right));
-            }
-
-            // Cb | Y0 << 8 | Cr << 16 | Y1 << 24: each lane's four output bytes.
+            const step_cells_t cells = {{lanes.cell(j), lanes.cell(j + 1), lanes.cell(j + 2), lanes.cell(j + 3),
+                                         lanes.cell(j + 4), lanes.cell(j + 5), lanes.cell(j + 6)}};
+            errors_above_t above = {{_mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps()}};
+            static_assert(k_vectors == 4, "the step is written out for four vectors");
             alignas(16) uint32_t words[k_lanes];
-            for (int32_t v = 0; v < k_vectors; ++v) {
-                const __m128i packed = _mm_or_si128(
-                    _mm_or_si128(bytes[0][v], _mm_slli_epi32(bytes[1][v], 8)),
-                    _mm_or_si128(_mm_slli_epi32(bytes[2][v], 16), _mm_slli_epi32(bytes[3][v], 24)));
-                _mm_store_si128(reinterpret_cast<__m128i*>(words + 4 * v), packed);
-            }
+            _mm_store_si128(reinterpret_cast<__m128i*>(words + 0), dither_vector(cells, 0, mask[0], above));
+            _mm_store_si128(reinterpret_cast<__m128i*>(words + 4), dither_vector(cells, 4, mask[1], above));
+            _mm_store_si128(reinterpret_cast<__m128i*>(words + 8), dither_vector(cells, 8, mask[2], above));
+            _mm_store_si128(reinterpret_cast<__m128i*>(words + 12), dither_vector(cells, 12, mask[3], above));
             if (full) {
                 for (int32_t r = 0; r < active; ++r)
                     std::memcpy(out_rows[r] + 4 * static_cast<ptrdiff_t>(t - 2 * r), &words[r], 4);

@@ -110,6 +110,26 @@ void bgra_to_yuv_row_ssse3(const uint8_t* src, float* slots, uint8_t* alpha, int
     }
 }
 
+void copy_alpha_row(const uint8_t* src, uint8_t* alpha, int32_t width)
+{
+    // Sixteen pixels at a time: each shuffle gathers the four alpha bytes of four pixels into
+    // its own 32-bit lane of the result, the others clear their bytes (-1 selects zero).
+    const __m128i lane0 = _mm_setr_epi8(3, 7, 11, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m128i lane1 = _mm_setr_epi8(-1, -1, -1, -1, 3, 7, 11, 15, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m128i lane2 = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, 3, 7, 11, 15, -1, -1, -1, -1);
+    const __m128i lane3 = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 3, 7, 11, 15);
+    int32_t x = 0;
+    for (; x + 16 <= width; x += 16) {
+        const __m128i* p = reinterpret_cast<const __m128i*>(src + 4 * static_cast<ptrdiff_t>(x));
+        const __m128i a = _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(_mm_loadu_si128(p), lane0),
+                                                    _mm_shuffle_epi8(_mm_loadu_si128(p + 1), lane1)),
+                                       _mm_or_si128(_mm_shuffle_epi8(_mm_loadu_si128(p + 2), lane2),
+                                                    _mm_shuffle_epi8(_mm_loadu_si128(p + 3), lane3)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(alpha + x), a);
+    }
+    for (; x < width; ++x) alpha[x] = src[4 * static_cast<ptrdiff_t>(x) + 3];
+}
+
 void bgra_to_yuv_row(const uint8_t* src, float* slots, uint8_t* alpha, int32_t width,
                      const colour_matrix_t& m)
 {

@@ -33,4 +33,8 @@ void bgra_to_yuv_row_ssse3(const uint8_t* src, float* slots, uint8_t* alpha, int
 void bgra_to_yuv_row(const uint8_t* src, float* slots, uint8_t* alpha, int32_t width,
                      const colour_matrix_t& m);
 
+// Only the alpha bytes of one row: byte 3 of each source pixel into `alpha`. The two ranges
+// must not overlap.
+void copy_alpha_row(const uint8_t* src, uint8_t* alpha, int32_t width);
+
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

@@ -113,6 +113,13 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
     // slots (never converted, so still uncleared memory plus nothing else) from the row that the
     // image row owns, and the guard row is taken whole: the bytes are those of the full scratch.
     const int32_t ring_rows = static_cast<int32_t>(std::min<int64_t>(int64_t(height) + 1, k_ring_rows));
+    // When the alpha plane shares no byte with the source, the kernel converts the pixels itself
+    // as it loads them (the rows are only read, and the alpha bytes are copied here, row by
+    // row): the scratch then carries only the guard slots and the rows that pass shares from
+    // one band to the next.
+    const bool kernel_converts = m && !overlap(image_range(src, src_stride, height, 4 * w),
+                                               image_range(alpha, alpha_stride, height, w));
+    const lane_source_t source = {src, src_stride, height, m};
     auto prepare_row = [&](int32_t y) {
         float* own = scratch + row_floats * y;
         float* ring = scratch + row_floats * (y % ring_rows);
@@ -124,7 +131,12 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
                 std::copy(own, own + row_floats, ring);
             }
         }
-        if (y < height) convert_row_into(y, ring, true);
+        if (y >= height) return;
+        if (kernel_converts)
+            copy_alpha_row(src + static_cast<ptrdiff_t>(src_stride) * y, alpha + static_cast<ptrdiff_t>(alpha_stride) * y,
+                           width);
+        else
+            convert_row_into(y, ring, true);
     };
     int32_t prepared = 0;
     for (int32_t y = 0; y < height; y += k_band_rows_lanes) {
@@ -136,7 +148,7 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
         const row_prefetch_t next = {src + static_cast<ptrdiff_t>(src_stride) * std::min(prepared, height - 1), src_stride,
                                      std::max(next_rows, 0), 4 * w};
         dither_uyvy_rows_lanes(scratch, ring_rows, y, band, width, dst + static_cast<ptrdiff_t>(dst_stride) * y,
-                               dst_stride, &next);
+                               dst_stride, &next, kernel_converts ? &source : nullptr);
     }
 }
 
