@@ -93,8 +93,7 @@ TEST_F(cf_string, encodings_round_trip_malformed_input_is_refused_and_compare_fo
         {"ABC", "abc", 0, kCFCompareLessThan}, {"ABC", "abc", kCFCompareCaseInsensitive, kCFCompareEqualTo},
         {"file9", "file10", 0, kCFCompareGreaterThan}, {"file9", "file10", kCFCompareNumerically, kCFCompareLessThan},
         {"file010", "file10", kCFCompareNumerically, kCFCompareEqualTo},
-        {"v2.10", "v2.9", kCFCompareNumerically, kCFCompareGreaterThan},
-    };
+        {"v2.10", "v2.9", kCFCompareNumerically, kCFCompareGreaterThan}};
     for (const auto& c : compares) {
         SCOPED_TRACE(testing::Message() << c.m_a << " vs " << c.m_b);
         CFStringRef a = make_string(c.m_a);
@@ -249,7 +248,7 @@ TEST_F(cf_collections, without_callbacks_pointers_are_stored_and_compared_plainl
     release({key, equal_key, value});
 }
 
-TEST_F(cf_collections, dictionary_type_callbacks_retain_keys_and_values_and_look_up_by_equality) {
+TEST_F(cf_collections, dictionary_type_callbacks_retain_keys_and_values_look_up_by_equality_and_copies_compare) {
     CFMutableDictionaryRef dictionary =
         CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
     CFStringRef key = make_string("Width");
@@ -281,23 +280,22 @@ TEST_F(cf_collections, dictionary_type_callbacks_retain_keys_and_values_and_look
     EXPECT_TRUE(CFDictionaryContainsKey(named, CFSTR("name")));
     EXPECT_FALSE(CFDictionaryContainsKey(named, name));
     release({dictionary, key, value, replacement, named, name});
-}
 
-TEST_F(cf_collections, dictionary_create_keeps_the_later_duplicate_and_copies_compare_by_content) {
+    // Create keeps the later of two equal keys; copies compare by content.
     CFNumberRef one = make_int32(1), two = make_int32(2);
     const void *keys[] = {CFSTR("a"), CFSTR("b"), CFSTR("a")}, *values[] = {one, one, two};
-    CFDictionaryRef dictionary = make_dictionary(keys, values, 3);
-    EXPECT_EQ(CFDictionaryGetCount(dictionary), 2);
-    EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("a")), two);
+    CFDictionaryRef made = make_dictionary(keys, values, 3);
+    EXPECT_EQ(CFDictionaryGetCount(made), 2);
+    EXPECT_EQ(CFDictionaryGetValue(made, CFSTR("a")), two);
     EXPECT_EQ(CFGetRetainCount(one), 2);
-    CFMutableDictionaryRef copy = CFDictionaryCreateMutableCopy(nullptr, 0, dictionary);
-    EXPECT_TRUE(CFEqual(dictionary, copy));
+    CFMutableDictionaryRef copy = CFDictionaryCreateMutableCopy(nullptr, 0, made);
+    EXPECT_TRUE(CFEqual(made, copy));
     CFDictionarySetValue(copy, CFSTR("b"), two);
-    EXPECT_FALSE(CFEqual(dictionary, copy));
+    EXPECT_FALSE(CFEqual(made, copy));
     const void* got_values[2] = {};
     CFDictionaryGetKeysAndValues(copy, nullptr, got_values);
     EXPECT_TRUE(got_values[0] == two && got_values[1] == two);
-    release({copy, dictionary});
+    release({copy, made});
     EXPECT_TRUE(CFGetRetainCount(one) == 1 && CFGetRetainCount(two) == 1);
     release({one, two});
 }

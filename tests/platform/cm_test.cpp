@@ -26,8 +26,7 @@ TEST(cm_time, add_and_subtract_table) {
         {one, kCMTimeNegativeInfinity, kCMTimeNegativeInfinity, kCMTimePositiveInfinity},
         {kCMTimePositiveInfinity, kCMTimeNegativeInfinity, kCMTimeInvalid, kCMTimePositiveInfinity},
         {kCMTimeIndefinite, one, kCMTimeIndefinite, kCMTimeIndefinite},
-        {kCMTimeInvalid, one, kCMTimeInvalid, kCMTimeInvalid},
-    };
+        {kCMTimeInvalid, one, kCMTimeInvalid, kCMTimeInvalid}};
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);
         EXPECT_TRUE(same(CMTimeAdd(cases[i].m_lhs, cases[i].m_rhs), cases[i].m_sum));
@@ -146,8 +145,7 @@ TEST_F(cm_format_description, equality_table) {
         {video(yuv, 1920, 1080), video(yuv, 1920, 720), false},
         {video(yuv, 640, 480, primaries), video(yuv, 640, 480), false},
         {video(yuv, 640, 480, primaries), video(yuv, 640, 480, same_primaries), true},
-        {video(yuv, 640, 480, empty), video(yuv, 640, 480), true},
-    };
+        {video(yuv, 640, 480, empty), video(yuv, 640, 480), true}};
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);
         EXPECT_EQ(CMFormatDescriptionEqual(cases[i].m_a, cases[i].m_b) != 0, cases[i].m_equal);

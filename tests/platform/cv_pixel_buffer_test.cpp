@@ -21,8 +21,7 @@ TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes_or_the_alignment_asked_for_a
         {kCVPixelFormatType_32BGRA, 1, 4}, {kCVPixelFormatType_32BGRA, 1366, 5464}, {kCVPixelFormatType_32BGRA, 1920, 7680},
         {kCVPixelFormatType_422YpCbCr8, 1, 4}, {kCVPixelFormatType_422YpCbCr8, 33, 68},
         {kCVPixelFormatType_422YpCbCr8, 1280, 2560}, {kCVPixelFormatType_422YpCbCr8_yuvs, 721, 1444},
-        {kCVPixelFormatType_32ARGB, 17, 68}, {kCVPixelFormatType_24RGB, 5, 15},
-    };
+        {kCVPixelFormatType_32ARGB, 17, 68}, {kCVPixelFormatType_24RGB, 5, 15}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.m_width);
         CVPixelBufferRef buffer = nullptr;
@@ -49,8 +48,7 @@ TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes_or_the_alignment_asked_for_a
         static_cast<std::vector<const void*>*>(refcon)->push_back(address);
     };
     ASSERT_EQ(CVPixelBufferCreateWithBytes(nullptr, 20, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, give_back,
-                                           &given_back, nullptr, &buffer),
-              kCVReturnSuccess);
+                                           &given_back, nullptr, &buffer), kCVReturnSuccess);
     EXPECT_EQ(CVPixelBufferGetBytesPerRow(buffer), 100u);
     EXPECT_EQ(CVPixelBufferGetBaseAddress(buffer), pixels.data());
     EXPECT_TRUE(given_back.empty());

@@ -7,8 +7,6 @@
 
 #include <iterator>
 
-namespace {
-
 TEST(header_layout, c_and_cpp_agree_on_records_and_values) {
 #define ZAV_AS_CASE(value) {static_cast<size_t>(value), #value},
     const struct {
@@ -19,5 +17,3 @@ TEST(header_layout, c_and_cpp_agree_on_records_and_values) {
     ASSERT_EQ(zav_c_layout_count, std::size(cases));
     for (size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(zav_c_layouts[i], cases[i].m_cpp) << cases[i].m_name;
 }
-
-}  // namespace
