@@ -61,9 +61,8 @@ public:
 
 private:
     int m_rows;
-    size_t m_row_bytes;
+    size_t m_row_bytes, m_first = 0;
     ptrdiff_t m_stride;
-    size_t m_first = 0;
     std::vector<uint8_t> m_bytes;
 };
 

@@ -19,6 +19,8 @@ struct packed_t {
     std::vector<uint8_t> m_bytes;
 
     packed_t(uint32_t w, uint32_t h) : m_width(w), m_height(h), m_bytes(size_t{w} * h * 2, 0) {}
+    // The rows of a guarded picture.
+    explicit packed_t(const zav_test::uyvy_image_t& img) : m_width(img.width()), m_height(uint32_t(img.rows())), m_bytes(img.rows_bytes()) {}
     uint8_t* row(uint32_t y) { return m_bytes.data() + size_t{y} * 2 * m_width; }
     const uint8_t* row(uint32_t y) const { return m_bytes.data() + size_t{y} * 2 * m_width; }
 };
@@ -31,21 +33,12 @@ inline zav_test::uyvy_image_t make_image(uint32_t w, uint32_t h, bool aligned, u
     return zav_test::uyvy_image_t(w, h, 2 * w + 1 + 2 * (salt % 3), 3 + 2 * (salt % 4));
 }
 
-// The rows of a guarded picture, packed for the model.
-inline packed_t packed_of(const zav_test::uyvy_image_t& img)
-{
-    packed_t p(img.width(), uint32_t(img.rows()));
-    p.m_bytes = img.rows_bytes();
-    return p;
-}
-
 // Every row byte of a picture equals the model's; the first difference is reported by place.
 inline void expect_rows_equal(const zav_test::uyvy_image_t& img, const packed_t& want)
 {
     const std::vector<uint8_t> got = img.rows_bytes();
-    ASSERT_EQ(got.size(), want.m_bytes.size());
-    for (size_t i = 0; i < got.size(); ++i)
-        ASSERT_EQ(int(got[i]), int(want.m_bytes[i])) << "row " << i / (2 * want.m_width) << " byte " << i % (2 * want.m_width);
+    const size_t i = size_t(std::mismatch(got.begin(), got.end(), want.m_bytes.begin(), want.m_bytes.end()).first - got.begin());
+    EXPECT_TRUE(got == want.m_bytes) << "first difference in row " << i / (2 * want.m_width) << " at byte " << i % (2 * want.m_width);
 }
 
 namespace model {

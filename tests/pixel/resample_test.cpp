@@ -170,7 +170,7 @@ TEST_P(kernel_matches_model_t, every_byte_and_no_write_outside_the_rows)
     src.fill_rows_random(rng);
     const std::vector<uint8_t> src_before = src.rows_bytes();
     packed_t expected(s.m_wd, s.m_hd);
-    model_kernel(packed_of(src), expected, c.m_explicit ? c.m_scales : nullptr, c.m_offsets);
+    model_kernel(packed_t(src), expected, c.m_explicit ? c.m_scales : nullptr, c.m_offsets);
     if (c.m_explicit)
         vc::resample_uyvy_kernel(src.plane(), dst.plane(), c.m_scales, c.m_offsets);
     else
@@ -413,10 +413,9 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
     const float a = c.m_a, b = c.m_b, ws = float(c.m_ws), hs = float(c.m_hs), wd = float(c.m_wd);
     if (!c.m_fit_vertically && a < b) {
         const uint32_t left = edge(b - a, wd, 2 * b, 0.5f, c.m_wd), right = edge(a + b, wd, 2 * b, 1.5f, c.m_wd);
-        if (left > 0)
-            for (uint32_t y = 0; y < c.m_hd; ++y)
-                for (uint32_t x = 0; x < c.m_wd; ++x)
-                    if (x < left || x >= right) out.row(y)[2 * x] = 0x80, out.row(y)[2 * x + 1] = 0x10;
+        for (uint32_t y = 0; y < c.m_hd && left > 0; ++y)
+            for (uint32_t x = 0; x < c.m_wd; ++x)
+                if (x < left || x >= right) out.row(y)[2 * x] = 0x80, out.row(y)[2 * x + 1] = 0x10;
         if (right <= left) return out;
         packed_t region(right - left, c.m_hd);
         model_scale(src, region, mode);
@@ -457,7 +456,7 @@ TEST_P(fit_matches_model_t, modes_0_1_2_byte_for_byte_and_field_modes_inside)
         src.fill_rows_random(rng);
         dst.fill_rows_random(rng);
         const std::vector<uint8_t> src_before = src.rows_bytes();
-        const packed_t expected = model_fit(packed_of(src), packed_of(dst), c, std::min(mode, 2u));
+        const packed_t expected = model_fit(packed_t(src), packed_t(dst), c, std::min(mode, 2u));
         vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), c.m_ws, c.m_hs, std::min(mode, 3u), dst.data(), c.m_a,
                                      c.m_b, dst.pitch(), c.m_wd, c.m_hd, mode < 3 ? 0 : mode - 3, c.m_fit_vertically);
         if (mode < 3) expect_rows_equal(dst, expected);
