@@ -98,10 +98,8 @@ TEST(string_utils_test, sprintf_args_formats_to_the_exact_length_and_fourcc_stop
         EXPECT_EQ(c.actual, c.expected) << "sizes " << c.actual.size() << " and " << c.expected.size();
 
     // Most significant byte first, up to the first zero byte.
-    const struct { uint32_t code; std::string text; } codes[] = {
-        {0x77686174, "what"}, {0x20202020, "    "}, {0, ""}, {0x61000062, "a"},
-        {0x00616263, ""},     {0x61626300, "abc"},  {0xFF7F0109, std::string("\xFF\x7F\x01\x09")},
-    };
+    const struct { uint32_t code; std::string text; } codes[] = {{0x77686174, "what"}, {0, ""}, {0x61000062, "a"},
+        {0x00616263, ""}, {0x61626300, "abc"}, {0xFF7F0109, std::string("\xFF\x7F\x01\x09")}};
     for (const auto& c : codes)
         EXPECT_EQ(fourCC_to_string(c.code), c.text) << std::hex << c.code;
 }
@@ -111,10 +109,10 @@ TEST_F(log_test, create_string_ref_round_trips_utf8_for_the_caller_and_refuses_i
     for (const char* text : {"Mivora", "", "Grüße, カメラ", "\xC3\x28", "\xFF"}) {
         const bool valid = text[0] != '\xC3' && text[0] != '\xFF';
         CFStringRef string = create_string_ref(text);
+        char buffer[64] = {};
         ASSERT_EQ(string != nullptr, valid) << text;
         if (!valid)
             continue;
-        char buffer[64] = {};
         EXPECT_EQ(CFGetRetainCount(string), 1) << text;
         EXPECT_TRUE(CFStringGetCString(string, buffer, sizeof(buffer), kCFStringEncodingUTF8)) << text;
         EXPECT_STREQ(buffer, text);

@@ -1,5 +1,4 @@
-// The stream clock owner: what it asks the host to create, how it forwards timing events, and
-// that it invalidates and releases exactly what it created.
+// The stream clock owner: what it asks the host to create, the events it forwards, what it invalidates.
 #include "objects/cmio_clock.h"
 
 #include "cf_leak_fixture.h"

@@ -12,8 +12,7 @@
 namespace {
 
 using Drivers::Mac::ZAV::VirtualCamera::video_format_t;
-using zav_test::log_messages;
-using lines_t = std::vector<std::string>;
+using namespace zav_test;
 using fields_t = std::tuple<ZAVlib_FourCC_video_type_e, int, int, int, int, double>;
 using description_t = std::tuple<CMMediaType, FourCharCode, int32_t, int32_t>;
 namespace probe = zav_platform::probe;
@@ -40,7 +39,7 @@ CMFormatDescriptionRef make_description(FourCharCode codec, int32_t width, int32
     return description;
 }
 
-class video_format_test : public zav_test::cf_leak_fixture_t {};
+class video_format_test : public cf_leak_fixture_t {};
 
 TEST_F(video_format_test, layouts_map_to_pixel_formats_and_receive_colours)
 {
@@ -51,11 +50,11 @@ TEST_F(video_format_test, layouts_map_to_pixel_formats_and_receive_colours)
     for (const auto& layout : layouts) {
         SCOPED_TRACE(layout.fourcc);
         const lines_t unmapped = {"video_format::get_fourcc_cm unexpected value"};
-        zav_test::clear_log();
+        clear_log();
         const video_format_t format(layout.fourcc, 1280, 720, 30000, 1000);
         EXPECT_EQ(log_messages(), layout.pixel_format ? lines_t{} : unmapped) << "mapped once";
         EXPECT_EQ(fields(format), fields_t(layout.fourcc, 1280, 720, 30000, 1000, 30.0));
-        zav_test::clear_log();
+        clear_log();
         EXPECT_EQ(format.get_fourcc_cm(), layout.pixel_format);
         EXPECT_EQ(format.get_recv_color_zav(), ZAVlib_recv_color_format_e(layout.recv_color));
         if (layout.pixel_format) {
@@ -147,7 +146,7 @@ TEST_F(video_format_test, update_adopts_a_bgra_or_2vuy_description_keeps_the_rat
     };
     for (const auto& c : refused) {
         SCOPED_TRACE(c.line);
-        zav_test::clear_log();
+        clear_log();
         EXPECT_FALSE(format.update(c.description));
         EXPECT_EQ(log_messages(), lines_t{c.line});
         EXPECT_EQ(fields(format), fields_t(k_uyvy, 3840, 2160, 30000, 1001, 30000.0 / 1001.0));

@@ -8,6 +8,8 @@
 
 namespace zav_test {
 
+using lines_t = std::vector<std::string>;
+
 struct log_line_t {
     int priority;
     std::string text;  // the whole line, prefix and newline included
