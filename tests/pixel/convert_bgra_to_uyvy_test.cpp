@@ -60,10 +60,7 @@ struct conversion_t {
     }
 };
 
-struct size_case_t {
-    int width, height, pad;
-    bool flip;
-};
+struct size_case_t { int width, height, pad; bool flip; };
 
 class even_width_matches_model_t : public ::testing::TestWithParam<size_case_t> {};
 

@@ -150,9 +150,7 @@ INSTANTIATE_TEST_SUITE_P(alignments, row_functions_match_reference_t, testing::R
     return std::string(p.param & 1 ? "src_aligned" : "src_unaligned") + (p.param & 2 ? "_dst_aligned" : "_dst_unaligned");
 });
 
-struct size_case_t {
-    uint32_t m_ws, m_hs, m_wd, m_hd;
-};
+struct size_case_t { uint32_t m_ws, m_hs, m_wd, m_hd; };
 struct kernel_case_t {
     size_case_t m_size;
     bool m_src_aligned, m_dst_aligned, m_explicit = false;
@@ -335,10 +333,8 @@ double psnr(const packed_t& src, const std::vector<uint8_t>& got)
 TEST(two_thirds_quality, closer_to_the_float_reference_than_bilinear)
 {
     const uint32_t w = 480, h = 270, dw = 320, dh = 180;
-    const struct {
-        const char* m_name;
-        std::function<double(double, double, int)> m_value;  // (x, y, channel 0 Y / 1 Cb / 2 Cr)
-    } pictures[] = {
+    // Each picture's value at (x, y) in channel 0 Y, 1 Cb, 2 Cr.
+    const struct { const char* m_name; std::function<double(double, double, int)> m_value; } pictures[] = {
         {"zone_plate", [](double x, double y, int) { return 128.0 + 90.0 * std::cos(k_pi * ((x - 240) * (x - 240) + (y - 135) * (y - 135)) / 540.0); }},
         // Overlapping rectangles of many sizes. (A period that is a multiple of 3 pixels would be
         // degenerate: its aliases fall exactly on its own fundamental.)
