@@ -23,8 +23,7 @@ std::string prefix_for_this_thread(const char* token)
     return "[" + std::string(token) + " " + std::to_string(getpid()) + " : " + std::to_string(thread_id) + "] ";
 }
 
-std::string format_through_va_list(const char* format, ...) __attribute__((format(printf, 1, 2)));
-std::string format_through_va_list(const char* format, ...)
+__attribute__((format(printf, 1, 2))) std::string format_through_va_list(const char* format, ...)
 {
     va_list args;
     va_start(args, format);
@@ -41,8 +40,7 @@ TEST_F(log_test, notice_lines_carry_the_token_process_and_thread_and_stay_whole_
     zav_log("value %d of %s", 7, "seven");
     zav_log("%s", "");
     zav_log("<%s>", long_text.c_str());
-    static const char other_token[] = "TESTTOKEN";
-    set_zav_log_token(other_token);
+    set_zav_log_token("TESTTOKEN");
     zav_log("other");
     set_zav_log_token("ZAVVC1");
     zav_log("back");

@@ -1,5 +1,4 @@
-// Starts every test from a clean platform (no failure switches, recorded calls or log lines)
-// and fails the test when it leaves Core Foundation objects alive.
+// Starts each test on a clean platform (no failure switches, records or log lines); fails it on leaked CF objects.
 #ifndef ZAV_TESTS_SUPPORT_CF_LEAK_FIXTURE_H
 #define ZAV_TESTS_SUPPORT_CF_LEAK_FIXTURE_H
 

@@ -56,8 +56,7 @@ void clear_log()
 
 }  // namespace zav_test
 
-// Replaces the C library's syslog for the whole test process; with _FORTIFY_SOURCE glibc
-// compiles syslog calls as calls to the checked variant, so that one is replaced too.
+// With _FORTIFY_SOURCE glibc compiles syslog calls as calls to the checked variant: both are replaced.
 #define ZAV_RECORD_SYSLOG(priority, format) \
     va_list args;                           \
     va_start(args, format);                 \

@@ -1,5 +1,4 @@
-// Log capture for tests: the test process defines `syslog` itself, so every line the code
-// under test sends to the system log is recorded here instead.
+// The test process defines `syslog` itself: every line the code under test logs is recorded here instead.
 #ifndef ZAV_TESTS_SUPPORT_SYSLOG_CAPTURE_H
 #define ZAV_TESTS_SUPPORT_SYSLOG_CAPTURE_H
 
