@@ -145,15 +145,13 @@ TEST_F(cf_number, values_convert_report_loss_compare_by_value_and_format_and_tim
     EXPECT_EQ(kCFAbsoluteTimeIntervalSince1970, 978307200.0);
 }
 
-// UUIDs: constants compared by address, made ids with CFEqual, the COM id of IUnknown.
-using cf_uuid = platform_test_t;
-
 CFUUIDRef constant_uuid(UInt8 last) {
     return CFUUIDGetConstantUUIDWithBytes(nullptr, 0x30, 0x01, 0x0C, 0x1C, 0x93, 0xBF, 0x11, 0xD8, 0x8B, 0x5B, 0x00,
                                           0x0A, 0x95, 0xAF, 0x9C, last);
 }
 
-TEST_F(cf_uuid, constants_are_one_immortal_object_and_equal_ids_made_from_bytes_or_text) {
+// UUIDs: constants compared by address, made ids with CFEqual, the COM id of IUnknown.
+TEST_F(cf_ownership, constant_uuids_are_one_immortal_object_and_equal_ids_are_made_from_bytes_or_text) {
     std::vector<CFUUIDRef> seen(8, nullptr);
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < seen.size(); ++i) threads.emplace_back([&seen, i] { seen[i] = constant_uuid(0x6A); });

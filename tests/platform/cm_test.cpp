@@ -14,7 +14,7 @@ bool same(CMTime a, CMTime b) {
     return CMTimeCompare(a, b) == 0 && (a.flags & ~kCMTimeFlags_HasBeenRounded) == (b.flags & ~kCMTimeFlags_HasBeenRounded);
 }
 
-TEST(cm_time, add_and_subtract_table) {
+TEST(cm_time, arithmetic_comparison_seconds_and_rounding_keep_the_special_values) {
     const CMTime one = CMTimeMake(1, 1), ntsc = CMTimeMake(1001, 30000);
     const struct {
         CMTime m_lhs, m_rhs, m_sum, m_difference;
@@ -42,9 +42,8 @@ TEST(cm_time, add_and_subtract_table) {
     const CMTime huge = CMTimeMake(INT64_MAX - 1, 1);
     EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeAdd(huge, CMTimeMake(10, 1))));
     EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeMultiply(huge, 2)));
-}
 
-TEST(cm_time, compare_orders_special_values_seconds_follow_and_conversion_rounds_as_asked) {
+    // Compare orders the special values; seconds and scale conversion follow.
     const CMTime ordered[] = {kCMTimeInvalid, kCMTimeNegativeInfinity, CMTimeMake(-1, 1), kCMTimeZero,
                               CMTimeMake(1, 1000000000), CMTimeMake(1, 1), kCMTimePositiveInfinity, kCMTimeIndefinite};
     for (std::size_t i = 0; i < std::size(ordered); ++i)
@@ -128,7 +127,7 @@ CVPixelBufferRef pixels(size_t width, size_t height, OSType format = kCVPixelFor
 
 using cm_format_description = platform_test_t;
 
-TEST_F(cm_format_description, equality_table) {
+TEST_F(cm_format_description, equality_accessors_copied_extensions_image_buffers_audio_and_failures) {
     CFDictionaryRef primaries =
         make_dictionary(kCMFormatDescriptionExtension_ColorPrimaries, kCVImageBufferColorPrimaries_ITU_R_709_2);
     CFDictionaryRef same_primaries =
@@ -154,9 +153,7 @@ TEST_F(cm_format_description, equality_table) {
         release({cases[i].m_a, cases[i].m_b});
     }
     release({primaries, same_primaries, empty});
-}
 
-TEST_F(cm_format_description, accessors_copied_extensions_image_buffers_audio_and_failures) {
     CFMutableDictionaryRef extensions =
         CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
     CFDictionarySetValue(extensions, kCMFormatDescriptionExtension_FormatName, CFSTR("Component Y'CbCr"));
@@ -186,8 +183,7 @@ TEST_F(cm_format_description, accessors_copied_extensions_image_buffers_audio_an
     EXPECT_FALSE(CMFormatDescriptionEqual(with_matrix, plain));
     release({with_matrix, plain, from_buffer, buffer});
 
-    AudioStreamBasicDescription asbd{48000, kAudioFormatLinearPCM, kAudioFormatFlagsNativeFloatPacked, 8, 1, 8, 2, 32,
-                                     0};
+    AudioStreamBasicDescription asbd{48000, kAudioFormatLinearPCM, kAudioFormatFlagsNativeFloatPacked, 8, 1, 8, 2, 32, 0};
     CMAudioFormatDescriptionRef a = nullptr, b = nullptr;
     ASSERT_EQ(CMAudioFormatDescriptionCreate(nullptr, &asbd, 0, nullptr, 0, nullptr, nullptr, &a), noErr);
     asbd.mSampleRate = 44100;

@@ -9,28 +9,22 @@
 
 #include <initializer_list>
 
-class platform_test_t : public ::testing::Test {
-protected:
-    void SetUp() override {
-        zav_platform::probe::clear_failures();
-        m_live_at_start = zav_platform::probe::live_object_count();
-    }
-    void TearDown() override {
-        zav_platform::probe::clear_failures();
-        EXPECT_EQ(zav_platform::probe::live_object_count(), m_live_at_start) << "objects leaked or over-released";
-    }
-
-    std::size_t m_live_at_start = 0;
-};
-
 namespace probe = zav_platform::probe;
 using probe::failing_call_t;
 
+class platform_test_t : public ::testing::Test {
+protected:
+    void SetUp() override { probe::clear_failures(); m_live_at_start = probe::live_object_count(); }
+    void TearDown() override {
+        probe::clear_failures();
+        EXPECT_EQ(probe::live_object_count(), m_live_at_start) << "objects leaked or over-released";
+    }
+    std::size_t m_live_at_start = 0;
+};
+
 // Objects owned by the caller.
 inline CFNumberRef make_int32(SInt32 value) { return CFNumberCreate(nullptr, kCFNumberSInt32Type, &value); }
-inline CFStringRef make_string(const char* text) {
-    return CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
-}
+inline CFStringRef make_string(const char* text) { return CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8); }
 inline CFDictionaryRef make_dictionary(const void** keys, const void** values, CFIndex count) {
     return CFDictionaryCreate(nullptr, keys, values, count, &kCFTypeDictionaryKeyCallBacks,
                               &kCFTypeDictionaryValueCallBacks);

@@ -100,10 +100,9 @@ bool is_background(const uint8_t* p) { return std::equal(p, p + 4, k_background)
 // Scale fills the whole output with the picture; a uniform warp draws it where pixel centres
 // fall inside the scaled picture and background everywhere else.
 TEST(vimage, scale_and_uniform_warp_match_the_reference_on_several_sizes) {
-    const struct {
-        std::size_t m_sw, m_sh, m_dw, m_dh;
-    } sizes[] = {{64, 48, 32, 24},     {33, 17, 100, 50},    {7, 5, 7, 5}, {640, 480, 1280, 720},
-                 {1280, 720, 854, 480}, {640, 360, 960, 540}, {3, 2, 17, 9}};
+    const struct { std::size_t m_sw, m_sh, m_dw, m_dh; } sizes[] = {
+        {64, 48, 32, 24}, {33, 17, 100, 50}, {7, 5, 7, 5}, {640, 480, 1280, 720}, {1280, 720, 854, 480},
+        {640, 360, 960, 540}, {3, 2, 17, 9}};
     for (const auto& c : sizes) {
         SCOPED_TRACE(testing::Message() << c.m_sw << "x" << c.m_sh << " -> " << c.m_dw << "x" << c.m_dh);
         image_t src = smooth_image(c.m_sw, c.m_sh);
