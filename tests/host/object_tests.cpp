@@ -6,9 +6,12 @@
 #include "cf_leak_fixture.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <memory>
+#include <thread>
 #include <tuple>
+#include <vector>
 
 namespace {
 
@@ -315,6 +318,32 @@ TEST_F(owned_objects_test, children_join_in_order_leave_on_destruction_and_are_f
     EXPECT_EQ(m_device.find_object(12), &control_of_stream);
     EXPECT_EQ(m_device.find_object(13), nullptr);
     EXPECT_EQ(stream.find_object(10), nullptr) << "only downwards";
+}
+
+// Children join and leave the owner's list from other threads while a host thread walks it.
+TEST_F(owned_objects_test, children_come_and_go_while_the_list_is_walked)
+{
+    test_object_t stable(kCMIOStreamClassID, &m_device);
+    std::atomic<bool> building{true};
+    std::thread walker([this, &building] {
+        while (building) {
+            const UInt32 size = owned_size(k_global, {kCMIOStreamClassID});
+            ASSERT_TRUE(size >= 4 && size <= 12 && size % 4 == 0) << size;
+        }
+    });
+    std::vector<std::thread> builders;
+    for (int b = 0; b < 2; ++b)
+        builders.emplace_back([this] {
+            for (int i = 0; i < 2000; ++i) {
+                base_t stream(kCMIOStreamClassID, &m_device);
+                base_t control(kCMIOControlClassID, &m_device);
+            }
+        });
+    for (std::thread& builder : builders)
+        builder.join();
+    building = false;
+    walker.join();
+    EXPECT_EQ(m_device.owned_objects(), std::list<base_t*>{&stable});
 }
 
 TEST_F(object_test, created_once_under_the_owners_id_then_published_and_withdrawn_under_the_owner)
