@@ -12,7 +12,6 @@
 namespace {
 
 using cf_ownership = platform_test_t;
-
 TEST_F(cf_ownership, create_gives_one_reference_copies_share_or_snapshot_and_leak_accounting_sees_them) {
     CFStringRef string = make_string("camera");
     ASSERT_NE(string, nullptr);
@@ -24,7 +23,6 @@ TEST_F(cf_ownership, create_gives_one_reference_copies_share_or_snapshot_and_lea
     EXPECT_EQ(CFRetain(string), string);
     EXPECT_EQ(CFGetRetainCount(string), 2);
     release({string, string});
-
     CFMutableStringRef text = CFStringCreateMutable(nullptr, 0);
     CFStringAppendCString(text, "ab", kCFStringEncodingUTF8);
     CFStringRef snapshot = CFStringCreateCopy(nullptr, text);
@@ -32,13 +30,11 @@ TEST_F(cf_ownership, create_gives_one_reference_copies_share_or_snapshot_and_lea
     CFStringAppend(text, CFSTR("c"));  // later changes do not reach the copy
     EXPECT_TRUE(CFStringGetLength(text) == 3 && CFStringGetLength(snapshot) == 2);
     release({snapshot, text});
-
     CFStringRef constant = CFSTR("ZAV constant");
     EXPECT_EQ(constant, CFSTR("ZAV constant"));
     const CFIndex count = CFGetRetainCount(constant);
     release({CFRetain(constant), constant});  // one release too many: a constant does not mind
     EXPECT_EQ(CFGetRetainCount(constant), count);
-
     // Leak accounting sees live objects by type; every type has its own id.
     string = make_string("x");
     CFNumberRef number = make_int32(5);
@@ -57,7 +53,6 @@ TEST_F(cf_ownership, create_gives_one_reference_copies_share_or_snapshot_and_lea
 }
 
 using cf_string = platform_test_t;
-
 TEST_F(cf_string, encodings_round_trip_malformed_input_is_refused_and_compare_follows_flags) {
     const char* text = "caf\xC3\xA9 \xF0\x9F\x8E\xA5";  // "café" and a camera emoji (a surrogate pair)
     CFStringRef string = make_string(text);
@@ -108,7 +103,6 @@ TEST_F(cf_string, encodings_round_trip_malformed_input_is_refused_and_compare_fo
 }
 
 using cf_number = platform_test_t;
-
 TEST_F(cf_number, values_convert_report_loss_compare_by_value_and_format_and_time_counts_from_2001) {
     CFNumberRef number = make_int32(300);
     SInt64 wide = 0;
@@ -123,7 +117,6 @@ TEST_F(cf_number, values_convert_report_loss_compare_by_value_and_format_and_tim
     EXPECT_FALSE(CFNumberGetValue(fractional, kCFNumberSInt32Type, &truncated));
     EXPECT_EQ(truncated, 2);
     EXPECT_EQ(CFNumberCreate(nullptr, static_cast<CFNumberType>(99), &fraction), nullptr);
-
     // Equality is by value across types; booleans are not numbers.
     CFNumberRef one = make_int32(1);
     const Float64 one_real = 1.0;
@@ -191,7 +184,6 @@ TEST_F(cf_ownership, constant_uuids_are_one_immortal_object_and_equal_ids_are_ma
 }
 
 using cf_collections = platform_test_t;
-
 TEST_F(cf_collections, array_type_callbacks_retain_what_is_held_and_equality_follows_order_and_count) {
     CFNumberRef a = make_int32(1), b = make_int32(2);
     const void *forward[] = {a, b}, *backward[] = {b, a};
@@ -206,7 +198,6 @@ TEST_F(cf_collections, array_type_callbacks_retain_what_is_held_and_equality_fol
     EXPECT_FALSE(CFEqual(array, reversed) || CFEqual(array, shorter));
     release({copy, array, reversed, shorter});
     EXPECT_EQ(CFGetRetainCount(a), 1);
-
     // A mutable array releases what it removes or replaces.
     CFMutableArrayRef list = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
     CFArrayAppendValue(list, a);
@@ -278,7 +269,6 @@ TEST_F(cf_collections, dictionary_type_callbacks_retain_keys_and_values_look_up_
     EXPECT_TRUE(CFDictionaryContainsKey(named, CFSTR("name")));
     EXPECT_FALSE(CFDictionaryContainsKey(named, name));
     release({dictionary, key, value, replacement, named, name});
-
     // Create keeps the later of two equal keys; copies compare by content.
     CFNumberRef one = make_int32(1), two = make_int32(2);
     const void *keys[] = {CFSTR("a"), CFSTR("b"), CFSTR("a")}, *values[] = {one, one, two};

@@ -42,7 +42,6 @@ TEST(cm_time, arithmetic_comparison_seconds_and_rounding_keep_the_special_values
     const CMTime huge = CMTimeMake(INT64_MAX - 1, 1);
     EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeAdd(huge, CMTimeMake(10, 1))));
     EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeMultiply(huge, 2)));
-
     // Compare orders the special values; seconds and scale conversion follow.
     const CMTime ordered[] = {kCMTimeInvalid, kCMTimeNegativeInfinity, CMTimeMake(-1, 1), kCMTimeZero,
                               CMTimeMake(1, 1000000000), CMTimeMake(1, 1), kCMTimePositiveInfinity, kCMTimeIndefinite};
@@ -68,7 +67,6 @@ TEST(cm_time, arithmetic_comparison_seconds_and_rounding_keep_the_special_values
 
 // CMSimpleQueue across threads is checked with the pool (cv_pixel_buffer_test.cpp).
 using cm_simple_queue = platform_test_t;
-
 TEST_F(cm_simple_queue, refuses_bad_arguments_and_when_full_keeps_order_through_wrap_around_and_retains_nothing) {
     CMSimpleQueueRef queue = nullptr;
     EXPECT_EQ(CMSimpleQueueCreate(nullptr, 0, &queue), kCMSimpleQueueError_ParameterOutOfRange);
@@ -126,7 +124,6 @@ CVPixelBufferRef pixels(size_t width, size_t height, OSType format = kCVPixelFor
 }
 
 using cm_format_description = platform_test_t;
-
 TEST_F(cm_format_description, equality_accessors_copied_extensions_image_buffers_audio_and_failures) {
     CFDictionaryRef primaries =
         make_dictionary(kCMFormatDescriptionExtension_ColorPrimaries, kCVImageBufferColorPrimaries_ITU_R_709_2);
@@ -140,8 +137,7 @@ TEST_F(cm_format_description, equality_accessors_copied_extensions_image_buffers
     } cases[] = {
         {video(yuv, 1920, 1080), video(yuv, 1920, 1080), true},
         {video(yuv, 1920, 1080), video(kCMPixelFormat_32BGRA, 1920, 1080), false},
-        {video(yuv, 1920, 1080), video(yuv, 1280, 1080), false},
-        {video(yuv, 1920, 1080), video(yuv, 1920, 720), false},
+        {video(yuv, 1920, 1080), video(yuv, 1280, 1080), false}, {video(yuv, 1920, 1080), video(yuv, 1920, 720), false},
         {video(yuv, 640, 480, primaries), video(yuv, 640, 480), false},
         {video(yuv, 640, 480, primaries), video(yuv, 640, 480, same_primaries), true},
         {video(yuv, 640, 480, empty), video(yuv, 640, 480), true}};
@@ -168,7 +164,6 @@ TEST_F(cm_format_description, equality_accessors_copied_extensions_image_buffers
     EXPECT_TRUE(CFEqual(CMFormatDescriptionGetExtension(description, kCMFormatDescriptionExtension_FormatName),
                         CFSTR("Component Y'CbCr")));
     release({description, extensions});
-
     // From an image buffer: equal to a plain description until a propagated attachment of the
     // buffer becomes an extension.
     CVPixelBufferRef buffer = pixels(33, 17, kCVPixelFormatType_422YpCbCr8);
@@ -182,7 +177,6 @@ TEST_F(cm_format_description, equality_accessors_copied_extensions_image_buffers
     ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &with_matrix), noErr);
     EXPECT_FALSE(CMFormatDescriptionEqual(with_matrix, plain));
     release({with_matrix, plain, from_buffer, buffer});
-
     AudioStreamBasicDescription asbd{48000, kAudioFormatLinearPCM, kAudioFormatFlagsNativeFloatPacked, 8, 1, 8, 2, 32, 0};
     CMAudioFormatDescriptionRef a = nullptr, b = nullptr;
     ASSERT_EQ(CMAudioFormatDescriptionCreate(nullptr, &asbd, 0, nullptr, 0, nullptr, nullptr, &a), noErr);
@@ -192,7 +186,6 @@ TEST_F(cm_format_description, equality_accessors_copied_extensions_image_buffers
     EXPECT_EQ(CMAudioFormatDescriptionGetStreamBasicDescription(a)->mSampleRate, 48000);
     EXPECT_FALSE(CMFormatDescriptionEqual(a, b));
     release({a, b});
-
     probe::set_failure(failing_call_t::format_description_create, kCMFormatDescriptionError_AllocationFailed);
     CMVideoFormatDescriptionRef failed = nullptr;
     EXPECT_EQ(CMVideoFormatDescriptionCreate(nullptr, kCMPixelFormat_32BGRA, 8, 8, nullptr, &failed),
@@ -210,7 +203,6 @@ TEST_F(cm_format_description, equality_accessors_copied_extensions_image_buffers
 }
 
 using cm_sample_buffer = platform_test_t;
-
 // One sample buffer walked through its life: refused when the description does not fit, then
 // holding image and description, timing, and attachments that it retains and propagates by mode.
 TEST_F(cm_sample_buffer, holds_image_and_description_by_get_rule_and_attachments_by_mode) {
@@ -235,8 +227,7 @@ TEST_F(cm_sample_buffer, holds_image_and_description_by_get_rule_and_attachments
     EXPECT_EQ(CFGetRetainCount(sample), 1);
     EXPECT_EQ(CMSampleBufferGetImageBuffer(sample), image);
     EXPECT_EQ(CMSampleBufferGetFormatDescription(sample), description);
-    EXPECT_EQ(CFGetRetainCount(image), 2);
-    EXPECT_EQ(CFGetRetainCount(description), 2);
+    EXPECT_TRUE(CFGetRetainCount(image) == 2 && CFGetRetainCount(description) == 2);
     EXPECT_EQ(CMSampleBufferGetNumSamples(sample), 1);
     EXPECT_EQ(CMTimeCompare(CMSampleBufferGetPresentationTimeStamp(sample), CMTimeMake(5, 1)), 0);
     EXPECT_EQ(CMTimeCompare(CMSampleBufferGetDuration(sample), CMTimeMake(1001, 30000)), 0);
@@ -266,8 +257,7 @@ TEST_F(cm_sample_buffer, holds_image_and_description_by_get_rule_and_attachments
     CMSetAttachment(sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
     CFRelease(sample);  // the sample's end releases all it still holds
     EXPECT_EQ(CFGetRetainCount(sequence), 1);
-    EXPECT_EQ(CFGetRetainCount(image), 1);
-    EXPECT_EQ(CFGetRetainCount(description), 1);
+    EXPECT_TRUE(CFGetRetainCount(image) == 1 && CFGetRetainCount(description) == 1);
     release({sequence, description, image});
 }
 

@@ -13,7 +13,7 @@
 namespace {
 
 using cv_pixel_buffer = platform_test_t;
-TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes_or_the_alignment_asked_for_and_wrapped_bytes_keep_their_stride) {
+TEST_F(cv_pixel_buffer, rows_are_padded_wrapped_bytes_keep_their_stride_bad_arguments_are_refused_and_locks_counted) {
     const struct {
         OSType m_format;
         size_t m_width, m_unpadded;  // width × bytes per pixel
@@ -57,10 +57,8 @@ TEST_F(cv_pixel_buffer, rows_are_padded_to_64_bytes_or_the_alignment_asked_for_a
     EXPECT_EQ(CVPixelBufferCreateWithBytes(nullptr, 30, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, nullptr,
                                            nullptr, nullptr, &buffer),
               kCVReturnInvalidArgument);  // 30 pixels need 120 bytes a row
-}
-
-TEST_F(cv_pixel_buffer, locks_are_counted_and_bad_arguments_leave_the_output_untouched) {
-    CVPixelBufferRef buffer = nullptr;
+    // Bad arguments and the failure switch leave the output untouched; locks are counted.
+    buffer = nullptr;
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 0, 10, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 0, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, 0x3F3F3F3F, nullptr, &buffer), kCVReturnInvalidPixelFormat);

@@ -15,7 +15,6 @@ namespace {
 struct image_t {
     std::size_t m_width, m_height, m_row_bytes;
     std::vector<uint8_t> m_bytes;
-
     image_t(std::size_t width, std::size_t height)
         : m_width(width), m_height(height), m_row_bytes(width * 4 + 12), m_bytes(m_row_bytes * height, 0xEE) {}
     uint8_t* pixel(std::size_t x, std::size_t y) { return &m_bytes[y * m_row_bytes + x * 4]; }
