@@ -70,7 +70,6 @@ TEST_F(cf_string, encodings_round_trip_malformed_input_is_refused_and_compare_fo
     for (const char* bad : {"\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xF8\x88\x80\x80\x80", "ok\xFF"})
         EXPECT_EQ(make_string(bad), nullptr) << bad;
     EXPECT_EQ(make_string(nullptr), nullptr);
-
     const UInt8 latin1[] = {'c', 'a', 'f', 0xE9}, utf16be[] = {0xFE, 0xFF, 0x00, 'c', 0x00, 'a', 0x00, 'f', 0x00, 0xE9};
     CFStringRef from_latin1 = CFStringCreateWithBytes(nullptr, latin1, 4, kCFStringEncodingISOLatin1, false);
     CFStringRef from_utf16 = CFStringCreateWithBytes(nullptr, utf16be, sizeof utf16be, kCFStringEncodingUTF16, true);

@@ -220,7 +220,6 @@ TEST_F(cm_sample_buffer, holds_image_and_description_by_get_rule_and_attachments
     EXPECT_EQ(sample, nullptr);
     EXPECT_EQ(CFGetRetainCount(image), 1);
     CFRelease(other_size);
-
     CMSampleTimingInfo timing{CMTimeMake(1001, 30000), CMTimeMake(5, 1), CMTimeMake(5, 1)};
     ASSERT_EQ(CMSampleBufferCreateForImageBuffer(nullptr, image, true, nullptr, nullptr, description, &timing, &sample),
               noErr);
@@ -234,7 +233,6 @@ TEST_F(cm_sample_buffer, holds_image_and_description_by_get_rule_and_attachments
     CMSampleTimingInfo read{};
     EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(sample, 1, &read), kCMSampleBufferError_SampleIndexOutOfRange);
     EXPECT_TRUE(CMSampleBufferDataIsReady(sample));
-
     CFNumberRef sequence = make_int32(12);
     CMSetAttachment(sample, CFSTR("SequenceNumber"), sequence, kCMAttachmentMode_ShouldNotPropagate);
     CMSetAttachment(sample, CFSTR("Tag"), kCFBooleanTrue, kCMAttachmentMode_ShouldPropagate);

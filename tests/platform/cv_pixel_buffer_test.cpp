@@ -68,7 +68,6 @@ TEST_F(cv_pixel_buffer, rows_are_padded_wrapped_bytes_keep_their_stride_bad_argu
     EXPECT_EQ(buffer, nullptr);
     probe::clear_failures();
     ASSERT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);
-
     EXPECT_NE(CVPixelBufferUnlockBaseAddress(buffer, 0), kCVReturnSuccess);  // never locked
     for (const CVPixelBufferLockFlags flags : {0, 0, int{kCVPixelBufferLock_ReadOnly}})
         EXPECT_EQ(CVPixelBufferLockBaseAddress(buffer, flags), kCVReturnSuccess);
