@@ -50,13 +50,18 @@ struct lanes_t {
 
     // Per vector, the groups of four cells k (a multiple of 4) that load4 fills in one go,
     // from_k <= k <= to_k: every lane reads four slots of its scratch row or converts four image
-    // columns of its source row. `m_donor[lane]` is the lane whose source a lane without one
-    // converts before it takes its own slots over the result; a vector whose lanes all lack a
-    // source transposes its scratch rows instead.
+    // columns of its source row. In a vector that converts, a lane without a source converts
+    // the pixels of a neighbour (its donor) and then takes its own slots over the result; a
+    // vector whose lanes all lack a source transposes its scratch rows instead.
     int32_t m_from_k[k_vectors];
     int32_t m_to_k[k_vectors];
     bool m_converts[k_vectors];
-    int32_t m_donor[k_lanes];
+    // Where the pixels that lane `lane` converts for cell group k start: m_src_at[lane] + 4 * k
+    // (as an address; before the row's start for the groups that lie outside it).
+    uintptr_t m_src_at[k_lanes];
+    // The lanes of each converting vector that read their scratch row.
+    int32_t m_patch_count[k_vectors];
+    int32_t m_patch_lanes[k_vectors][4];
 
     // Called once the rows are set.
     void plan(int32_t width)
@@ -82,7 +87,13 @@ struct lanes_t {
             m_from_k[v] = from_k;
             m_to_k[v] = to_k;
             m_converts[v] = donor >= 0;
-            for (int32_t lane = 4 * v; lane < 4 * v + 4; ++lane) m_donor[lane] = m_p_src_rows[lane] ? lane : donor;
+            m_patch_count[v] = 0;
+            for (int32_t lane = 4 * v; lane < 4 * v + 4; ++lane) {
+                const int32_t l = m_p_src_rows[lane] ? lane : donor;
+                // Slot k - lag * l is image column k - lag * l - 1.
+                m_src_at[lane] = l < 0 ? 0 : reinterpret_cast<uintptr_t>(m_p_src_rows[l]) - 4u * static_cast<uintptr_t>(k_cell_lag * l + 1);
+                if (!m_p_src_rows[lane]) m_patch_lanes[v][m_patch_count[v]++] = lane;
+            }
         }
     }
 
@@ -138,13 +149,11 @@ struct lanes_t {
             // lane that reads its scratch row converts its donor's pixels and then takes its own
             // slots over them.
             const uint8_t* src[4];
-            for (int32_t r = 0; r < 4; ++r) {
-                const int32_t l = m_donor[4 * v + r];
-                src[r] = m_p_src_rows[l] + 4 * static_cast<ptrdiff_t>(k - k_cell_lag * l - 1);
-            }
+            for (int32_t r = 0; r < 4; ++r)
+                src[r] = reinterpret_cast<const uint8_t*>(m_src_at[4 * v + r] + 4u * static_cast<uint32_t>(k));
             bgra_rows_to_yuv_lanes(src, *m_p_colour, base + 4 * v, k_cell_floats, k_comp_floats);
-            for (int32_t lane = 4 * v; lane < 4 * v + 4; ++lane) {
-                if (m_p_src_rows[lane]) continue;
+            for (int32_t n = 0; n < m_patch_count[v]; ++n) {
+                const int32_t lane = m_patch_lanes[v][n];
                 const float* p = m_p_rows[lane] + 3 * (k - k_cell_lag * lane);
                 for (int32_t i = 0; i < 4; ++i)
                     for (int c = 0; c < 3; ++c) base[i * k_cell_floats + c * k_comp_floats + lane] = p[3 * i + c];
@@ -205,11 +214,14 @@ struct quantised_t {
 };
 
 // (v + 0.5) truncated, low byte kept, error against it; inactive lanes pass on no error.
+// With `masked` false every lane is active and the mask is not applied.
+template <bool masked>
 inline quantised_t quantise(__m128 x, __m128 active)
 {
     const __m128i q = _mm_cvttps_epi32(_mm_add_ps(x, _mm_set1_ps(0.5f)));
     const __m128i stored = _mm_and_si128(q, _mm_set1_epi32(0xff));
-    return {stored, _mm_and_ps(_mm_sub_ps(x, _mm_cvtepi32_ps(stored)), active)};
+    const __m128 error = _mm_sub_ps(x, _mm_cvtepi32_ps(stored));
+    return {stored, masked ? _mm_and_ps(error, active) : error};
 }
 
 // The seven cells that one step touches: c[0] and c[1] hold the pair being quantised.
@@ -227,6 +239,7 @@ struct errors_above_t {
 // bytes as Cb | Y0 << 8 | Cr << 16 | Y1 << 24. Vector v only needs the errors of the vector
 // above (for its first lane's downward shares), so each cell component is loaded once, updated
 // in registers and stored once.
+template <bool masked>
 inline __m128i dither_vector(const step_cells_t& s, int32_t o, __m128 mask, errors_above_t& above)
 {
     const __m128 w_right = _mm_set1_ps(0.4375f);
@@ -245,7 +258,7 @@ inline __m128i dither_vector(const step_cells_t& s, int32_t o, __m128 mask, erro
     for (int c = 1; c <= 2; ++c) {
         const int32_t oc = o + c * k_comp_floats;
         const __m128 avg = _mm_mul_ps(_mm_add_ps(_mm_load_ps(c0 + oc), _mm_load_ps(c1 + oc)), _mm_set1_ps(0.5f));
-        const quantised_t q = quantise(avg, mask);
+        const quantised_t q = quantise<masked>(avg, mask);
         chroma_bytes[c - 1] = q.m_byte;
         const __m128 down = shift_down(q.m_error, above.m_e[c]);
         above.m_e[c] = q.m_error;
@@ -256,7 +269,7 @@ inline __m128i dither_vector(const step_cells_t& s, int32_t o, __m128 mask, erro
         _mm_store_ps(c4 + oc, spread(_mm_load_ps(c4 + oc), down, w_below));
         _mm_store_ps(c6 + oc, spread(_mm_load_ps(c6 + oc), down, w_below_right));
     }
-    const quantised_t q0 = quantise(_mm_load_ps(c0 + o), mask);
+    const quantised_t q0 = quantise<masked>(_mm_load_ps(c0 + o), mask);
     const __m128 d0 = shift_down(q0.m_error, above.m_e[0]);
     above.m_e[0] = q0.m_error;
     const __m128 y1 = spread(_mm_load_ps(c1 + o), q0.m_error, w_right);
@@ -265,7 +278,7 @@ inline __m128i dither_vector(const step_cells_t& s, int32_t o, __m128 mask, erro
     const __m128 y4 = spread(_mm_load_ps(c4 + o), d0, w_below);
     const __m128 y5 = spread(_mm_load_ps(c5 + o), d0, w_below_right);
     // Y of the pair's second pixel, read after the first pixel's share landed on it.
-    const quantised_t q1 = quantise(y1, mask);
+    const quantised_t q1 = quantise<masked>(y1, mask);
     const __m128 d1 = shift_down(q1.m_error, above.m_e[3]);
     above.m_e[3] = q1.m_error;
     _mm_store_ps(c2 + o, spread(_mm_load_ps(c2 + o), q1.m_error, w_right));
@@ -275,6 +288,46 @@ inline __m128i dither_vector(const step_cells_t& s, int32_t o, __m128 mask, erro
 
     return _mm_or_si128(_mm_or_si128(chroma_bytes[0], _mm_slli_epi32(q0.m_byte, 8)),
                         _mm_or_si128(_mm_slli_epi32(chroma_bytes[1], 16), _mm_slli_epi32(q1.m_byte, 24)));
+}
+
+// Writes the output words of steps t0 to t0 + count - 1 (count <= 4) from `stage`, lanes in
+// order: lane r's words of four steps are four consecutive pairs of its row, so where all four
+// exist they are transposed out of the steps and stored as one 16-byte run.
+void store_four_steps(const uint32_t (*stage)[k_lanes], int32_t t0, int32_t count, int32_t active, int32_t pairs,
+                      uint8_t* const* out_rows)
+{
+    // Lane r works on pair t - 2r at step t.
+    auto store_words = [&](int32_t r) {
+        for (int32_t s = 0; s < count; ++s) {
+            const int32_t i = t0 - 2 * r + s;
+            if (i >= 0 && i < pairs) std::memcpy(out_rows[r] + 4 * static_cast<ptrdiff_t>(i), &stage[s][r], 4);
+        }
+    };
+    if (count < 4) {
+        for (int32_t r = 0; r < active; ++r) store_words(r);
+        return;
+    }
+    for (int32_t v = 0; v < k_vectors; ++v) {
+        const __m128i a = _mm_load_si128(reinterpret_cast<const __m128i*>(stage[0] + 4 * v));
+        const __m128i b = _mm_load_si128(reinterpret_cast<const __m128i*>(stage[1] + 4 * v));
+        const __m128i c = _mm_load_si128(reinterpret_cast<const __m128i*>(stage[2] + 4 * v));
+        const __m128i d = _mm_load_si128(reinterpret_cast<const __m128i*>(stage[3] + 4 * v));
+        const __m128i ab_lo = _mm_unpacklo_epi32(a, b);
+        const __m128i cd_lo = _mm_unpacklo_epi32(c, d);
+        const __m128i ab_hi = _mm_unpackhi_epi32(a, b);
+        const __m128i cd_hi = _mm_unpackhi_epi32(c, d);
+        const __m128i runs[4] = {_mm_unpacklo_epi64(ab_lo, cd_lo), _mm_unpackhi_epi64(ab_lo, cd_lo),
+                                 _mm_unpacklo_epi64(ab_hi, cd_hi), _mm_unpackhi_epi64(ab_hi, cd_hi)};
+        for (int32_t k = 0; k < 4; ++k) {
+            const int32_t r = 4 * v + k;
+            if (r >= active) return;
+            const int32_t i0 = t0 - 2 * r;
+            if (i0 >= 0 && i0 + 4 <= pairs)
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(out_rows[r] + 4 * static_cast<ptrdiff_t>(i0)), runs[k]);
+            else
+                store_words(r);
+        }
+    }
 }
 
 }  // namespace
@@ -313,6 +366,8 @@ void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, in
         for (int32_t v = 0; v < k_vectors; ++v)
             all_on[v] = _mm_castsi128_ps(_mm_load_si128(reinterpret_cast<const __m128i*>(on + 4 * v)));
         const int32_t full_from = 2 * (active - 1);
+        // The output words of the last four steps, step t in stage[t % 4].
+        alignas(16) uint32_t stage[4][k_lanes];
         uint8_t* out_rows[k_lanes];
         for (int32_t r = 0; r < active; ++r) out_rows[r] = dst + dst_stride * (y + r);
 
@@ -351,24 +406,24 @@ void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, in
                                          lanes.cell(j + 4), lanes.cell(j + 5), lanes.cell(j + 6)}};
             errors_above_t above = {{_mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps()}};
             static_assert(k_vectors == 4, "the step is written out for four vectors");
-            alignas(16) uint32_t words[k_lanes];
-            _mm_store_si128(reinterpret_cast<__m128i*>(words + 0), dither_vector(cells, 0, mask[0], above));
-            _mm_store_si128(reinterpret_cast<__m128i*>(words + 4), dither_vector(cells, 4, mask[1], above));
-            _mm_store_si128(reinterpret_cast<__m128i*>(words + 8), dither_vector(cells, 8, mask[2], above));
-            _mm_store_si128(reinterpret_cast<__m128i*>(words + 12), dither_vector(cells, 12, mask[3], above));
-            if (full) {
-                for (int32_t r = 0; r < active; ++r)
-                    std::memcpy(out_rows[r] + 4 * static_cast<ptrdiff_t>(t - 2 * r), &words[r], 4);
+            uint32_t* const words = stage[t & 3];
+            // In the middle of a full band only the last lane (the receiving row) is inactive.
+            if (full && active == k_active_lanes) {
+                _mm_store_si128(reinterpret_cast<__m128i*>(words + 0), dither_vector<false>(cells, 0, mask[0], above));
+                _mm_store_si128(reinterpret_cast<__m128i*>(words + 4), dither_vector<false>(cells, 4, mask[1], above));
+                _mm_store_si128(reinterpret_cast<__m128i*>(words + 8), dither_vector<false>(cells, 8, mask[2], above));
             } else {
-                for (int32_t r = 0; r < active; ++r) {
-                    const int32_t i = t - 2 * r;
-                    if (i >= 0 && i < pairs) std::memcpy(out_rows[r] + 4 * static_cast<ptrdiff_t>(i), &words[r], 4);
-                }
+                _mm_store_si128(reinterpret_cast<__m128i*>(words + 0), dither_vector<true>(cells, 0, mask[0], above));
+                _mm_store_si128(reinterpret_cast<__m128i*>(words + 4), dither_vector<true>(cells, 4, mask[1], above));
+                _mm_store_si128(reinterpret_cast<__m128i*>(words + 8), dither_vector<true>(cells, 8, mask[2], above));
             }
+            _mm_store_si128(reinterpret_cast<__m128i*>(words + 12), dither_vector<true>(cells, 12, mask[3], above));
+            if ((t & 3) == 3) store_four_steps(stage, t - 3, 4, active, pairs, out_rows);
 
             // The receiving row's cells below j + 2 get no more shares.
             lanes.write_back_below(j + 2);
         }
+        if (steps & 3) store_four_steps(stage, steps & ~3, steps & 3, active, pairs, out_rows);
         lanes.write_back_below(INT32_MAX);
     }
 }
