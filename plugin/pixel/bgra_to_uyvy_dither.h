@@ -28,7 +28,8 @@ void dither_uyvy_rows_wavefront(float* first_row, int32_t width, int32_t rows, u
 // a sixteenth lane taking the error that the last of them passes down. Lane r holds row r
 // shifted right by two pairs per row, so at every step all lanes work on the same cell; a row's
 // shares into the row below move one lane up. The lanes live in a small ring of cells filled
-// from the scratch rows just ahead of use, and the receiving row is written back behind it.
+// from the scratch rows (or the source, below) just ahead of use, and the receiving row is
+// written back behind it.
 // `prefetch`, when given, names memory that the caller reads next (the source rows of the next
 // band): its cache lines are requested a few per step, so that they arrive while the dither,
 // which is bound by computation, runs.

@@ -15,6 +15,8 @@ enum class bgra_to_uyvy_schedule_t {
     // rows are still in cache, and the packing pass with several rows in flight in scalar code.
     wavefront,
     // As `wavefront`, with the rows in flight in the lanes of vectors: the production schedule.
+    // Unless the alpha plane overlaps the source, the packing kernel converts the pixels itself
+    // as it loads them, and the scratch carries only guard slots and the rows between bands.
     fast,
 };
 
