@@ -24,6 +24,15 @@ void tell_plugin_about_listener(const route_t& route, CMIOObjectPropertySelector
     table.ObjectSetPropertyData(route.plugin, route.object.id, &notice, 0, nullptr, sizeof address, &address);
 }
 
+// The plug-in behind the object a listener is for: none for the system object, which is answered
+// here. False when the object does not exist.
+bool find_listener_route(CMIOObjectID objectID, std::optional<route_t>& route) {
+    dal_system_t::instance().ensure_loaded();
+    if (objectID == kCMIOObjectSystemObject) return true;
+    route = client_route(objectID);
+    return route.has_value();
+}
+
 }  // namespace
 
 extern "C" void CMIOObjectShow(CMIOObjectID objectID) {
@@ -120,12 +129,8 @@ extern "C" OSStatus CMIOObjectAddPropertyListener(CMIOObjectID objectID, const C
                                                   CMIOObjectPropertyListenerProc listener, void* clientData) {
     return guarded_call("CMIOObjectAddPropertyListener", k_unspecified, [&]() -> OSStatus {
         if (address == nullptr || listener == nullptr) return kCMIOHardwareIllegalOperationError;
-        dal_system_t::instance().ensure_loaded();
         std::optional<route_t> route;
-        if (objectID != kCMIOObjectSystemObject) {
-            route = client_route(objectID);
-            if (!route) return kCMIOHardwareBadObjectError;
-        }
+        if (!find_listener_route(objectID, route)) return kCMIOHardwareBadObjectError;
         // Adding the same listener again keeps one registration.
         if (listener_registry_t::instance().add(objectID, *address, listener, clientData) && route) {
             tell_plugin_about_listener(*route, kCMIOObjectPropertyListenerAdded, *address);
@@ -138,12 +143,8 @@ extern "C" OSStatus CMIOObjectRemovePropertyListener(CMIOObjectID objectID, cons
                                                      CMIOObjectPropertyListenerProc listener, void* clientData) {
     return guarded_call("CMIOObjectRemovePropertyListener", k_unspecified, [&]() -> OSStatus {
         if (address == nullptr || listener == nullptr) return kCMIOHardwareIllegalOperationError;
-        dal_system_t::instance().ensure_loaded();
         std::optional<route_t> route;
-        if (objectID != kCMIOObjectSystemObject) {
-            route = client_route(objectID);
-            if (!route) return kCMIOHardwareBadObjectError;
-        }
+        if (!find_listener_route(objectID, route)) return kCMIOHardwareBadObjectError;
         if (!listener_registry_t::instance().remove(objectID, *address, listener, clientData)) {
             return kCMIOHardwareIllegalOperationError;
         }
