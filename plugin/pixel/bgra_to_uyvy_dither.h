@@ -18,13 +18,7 @@ namespace Drivers::Mac::ZAV::VirtualCamera {
 // of the row; `dst` receives ceil(width / 2) * 4 bytes.
 void dither_uyvy_row_c(float* row, int32_t width, uint8_t* dst);
 
-// The same bytes for `rows` consecutive rows, several rows in flight: each row runs two pairs
-// behind the row above it, so every error share still lands on its target in the order of the
-// row-by-row loop while the rows' dependency chains overlap in the processor.
-void dither_uyvy_rows_wavefront(float* first_row, int32_t width, int32_t rows, uint8_t* dst,
-                                ptrdiff_t dst_stride);
-
-// The same bytes again, with fifteen rows dithered side by side in the lanes of four vectors and
+// The same bytes for many rows at once, with fifteen rows dithered side by side in the lanes of four vectors and
 // a sixteenth lane taking the error that the last of them passes down. Lane r holds row r
 // shifted right by two pairs per row, so at every step all lanes work on the same cell; a row's
 // shares into the row below move one lane up. The lanes live in a small ring of cells filled

@@ -10,9 +10,8 @@ namespace Drivers::Mac::ZAV::VirtualCamera {
 
 namespace {
 
-// Rows dithered per band in the interleaved schedules: the rows that the packing kernel keeps
-// in flight, so that a band's rows and the row below it are converted just before it starts.
-constexpr int32_t k_band_rows_wavefront = 4;
+// Rows dithered per band in the interleaved schedule: the rows that the packing kernel keeps in
+// flight, so that a band's rows and the row below it are converted just before it starts.
 constexpr int32_t k_band_rows_lanes = 15;
 // Scratch rows that the vector schedule recycles: a band and the row below it.
 constexpr int32_t k_ring_rows = k_band_rows_lanes + 1;
@@ -84,24 +83,6 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
     const byte_range_t dst_range = image_range(dst, dst_stride, height, (w + 1) / 2 * 4);
     const bool interleave = !m || (!overlap(dst_range, image_range(src, src_stride, height, 4 * w)) &&
                                    !overlap(dst_range, image_range(alpha, alpha_stride, height, w)));
-    if (schedule == bgra_to_uyvy_schedule_t::wavefront) {
-        if (!interleave) {
-            for (int32_t y = 0; y < height; ++y) convert_row(y, true);
-            dither_uyvy_rows_wavefront(scratch, width, height, dst, dst_stride);
-            return;
-        }
-        // Row y + 1 must hold its converted values before row y's packing adds error to it.
-        int32_t converted = 0;
-        for (int32_t y = 0; y < height; y += k_band_rows_wavefront) {
-            const int32_t band = std::min(k_band_rows_wavefront, height - y);
-            const int32_t needed = std::min(y + band + 1, height);
-            for (; converted < needed; ++converted) convert_row(converted, true);
-            dither_uyvy_rows_wavefront(scratch + row_floats * y, width, band,
-                                       dst + static_cast<ptrdiff_t>(dst_stride) * y, dst_stride);
-        }
-        return;
-    }
-
     if (!interleave) {
         for (int32_t y = 0; y < height; ++y) convert_row(y, true);
         dither_uyvy_rows_lanes(scratch, height + 1, 0, height, width, dst, dst_stride);

@@ -11,10 +11,9 @@ enum class bgra_to_uyvy_schedule_t {
     // The defining order: the whole colour-matrix pass with the reference row function, then
     // the packing pass row by row with the reference row function.
     reference,
-    // The vector colour row, converted only just ahead of the packing pass so that the scratch
-    // rows are still in cache, and the packing pass with several rows in flight in scalar code.
-    wavefront,
-    // As `wavefront`, with the rows in flight in the lanes of vectors: the production schedule.
+    // The production schedule: the vector colour row, converted only just ahead of the packing
+    // pass so that the scratch rows are still in cache, and the packing pass with several rows
+    // in flight in the lanes of vectors.
     // Unless the alpha plane overlaps the source, the packing kernel converts the pixels itself
     // as it loads them, and the scratch carries only guard slots and the rows between bands.
     fast,

@@ -245,7 +245,7 @@ void compare_schedules(int width, int height, int pad, uint32_t matrix, const st
 {
     SCOPED_TRACE(testing::Message() << width << "x" << height << " matrix " << matrix);
     std::vector<uint8_t> ref_dst, ref_alpha;
-    for (auto schedule : {bgra_to_uyvy_schedule_t::reference, bgra_to_uyvy_schedule_t::wavefront, bgra_to_uyvy_schedule_t::fast}) {
+    for (auto schedule : {bgra_to_uyvy_schedule_t::reference, bgra_to_uyvy_schedule_t::fast}) {
         SCOPED_TRACE(int(schedule));
         conversion_t conv(width, height, pad, false, uint32_t(width * 64 + height));
         std::vector<float> scratch = contents ? *contents : std::vector<float>(bgra_to_uyvy_scratch_floats(width, height), 0.0f);
