@@ -4,6 +4,7 @@
 #include <CoreFoundation/CFString.h>
 
 #include "cf_object.h"
+#include "cf_type_callbacks.h"
 
 #include <cstdio>
 #include <string>
@@ -12,11 +13,6 @@
 using namespace zav_platform;
 
 namespace {
-
-const void* retain_type(CFAllocatorRef, const void* value) { return CFRetain(value); }
-void release_type(CFAllocatorRef, const void* value) { CFRelease(value); }
-CFStringRef describe_type(const void* value) { return CFCopyDescription(value); }
-Boolean equal_type(const void* a, const void* b) { return CFEqual(a, b); }
 
 class cf_array_t final : public cf_object_t {
 public:
@@ -92,7 +88,8 @@ void check_range(const cf_array_t& array, CFRange range, const char* call) {
 
 }  // namespace
 
-const CFArrayCallBacks kCFTypeArrayCallBacks = {0, retain_type, release_type, describe_type, equal_type};
+const CFArrayCallBacks kCFTypeArrayCallBacks = {0, cf_type_callbacks::retain, cf_type_callbacks::release,
+                                                cf_type_callbacks::describe, cf_type_callbacks::equal};
 
 CFTypeID CFArrayGetTypeID(void) { return cf_array_t::class_type_id(); }
 

@@ -4,6 +4,7 @@
 #include <CoreFoundation/CFString.h>
 
 #include "cf_object.h"
+#include "cf_type_callbacks.h"
 
 #include <cstdio>
 #include <string>
@@ -13,11 +14,6 @@ using namespace zav_platform;
 
 namespace {
 
-const void* retain_type(CFAllocatorRef, const void* value) { return CFRetain(value); }
-void release_type(CFAllocatorRef, const void* value) { CFRelease(value); }
-CFStringRef describe_type(const void* value) { return CFCopyDescription(value); }
-Boolean equal_type(const void* a, const void* b) { return CFEqual(a, b); }
-CFHashCode hash_type(const void* value) { return CFHash(value); }
 const void* copy_string(CFAllocatorRef allocator, const void* value) {
     return CFStringCreateCopy(allocator, static_cast<CFStringRef>(value));
 }
@@ -156,12 +152,13 @@ cf_dictionary_t* copy_of(const cf_dictionary_t& source, bool is_mutable) {
 
 }  // namespace
 
-const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {0, retain_type, release_type, describe_type,
-                                                                equal_type, hash_type};
-const CFDictionaryKeyCallBacks kCFCopyStringDictionaryKeyCallBacks = {0, copy_string, release_type, describe_type,
-                                                                      equal_type, hash_type};
-const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {0, retain_type, release_type, describe_type,
-                                                                    equal_type};
+namespace callbacks = cf_type_callbacks;
+const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {0, callbacks::retain, callbacks::release, callbacks::describe,
+                                                                callbacks::equal, callbacks::hash};
+const CFDictionaryKeyCallBacks kCFCopyStringDictionaryKeyCallBacks = {0, copy_string, callbacks::release, callbacks::describe,
+                                                                      callbacks::equal, callbacks::hash};
+const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {0, callbacks::retain, callbacks::release, callbacks::describe,
+                                                                    callbacks::equal};
 
 CFTypeID CFDictionaryGetTypeID(void) { return cf_dictionary_t::class_type_id(); }
 
