@@ -3,7 +3,8 @@
 memcpy floor's.
 
 Benchmarks are named "<operation>/<implementation>": "ours" is this project, "memcpy_floor" the
-floor of the same bytes, anything else a peer. Reads Google Benchmark's JSON output; with
+floor of the same bytes, a name ending in "_bound" a lower bound of the work itself (printed on
+its own, beside the fastest peer), anything else a peer. Reads Google Benchmark's JSON output; with
 repetitions it uses the median aggregate, otherwise the single run. Wall-clock time by default;
 --cpu uses the process's CPU time instead, which a busy shared machine disturbs less.
 """
@@ -29,6 +30,11 @@ def medians(report, field):
     return times
 
 
+def is_reference(name):
+    """Our own time, the floor and lower bounds: everything that is not a peer."""
+    return name in ("ours", "memcpy_floor") or name.endswith("_bound")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("json", help="Google Benchmark JSON output")
@@ -50,7 +56,7 @@ def main():
         ours = impls.get("ours")
         if ours is None:
             continue
-        peers = {k: v for k, v in impls.items() if k not in ("ours", "memcpy_floor")}
+        peers = {k: v for k, v in impls.items() if not is_reference(k)}
         floor = impls.get("memcpy_floor")
         peer_name, peer = min(peers.items(), key=lambda kv: kv[1]) if peers else ("-", None)
         ratio_peer = f"{ours / peer:10.2f}" if peer else f"{'-':>10}"
@@ -66,9 +72,20 @@ def main():
         if ours is None:
             continue
         for name, t in sorted(impls.items()):
-            if name in ("ours", "memcpy_floor"):
+            if is_reference(name):
                 continue
             print(f"  {operation:<34} {name:<34} {t * 1e3:9.3f} ms   ours/peer {ours / t:7.2f}")
+
+    bounds = [(op, name, t) for op, impls in sorted(operations.items()) for name, t in sorted(impls.items())
+              if name.endswith("_bound") and "ours" in impls]
+    if bounds:
+        print()
+        print("lower bounds (the work every implementation with our bytes must do, timed without ordering constraints)")
+        for operation, name, t in bounds:
+            impls = operations[operation]
+            peers = [v for k, v in impls.items() if not is_reference(k)]
+            versus_peer = f"   bound/fastest peer {t / min(peers):7.2f}" if peers else ""
+            print(f"  {operation:<34} {name:<34} {t * 1e3:9.3f} ms   ours/bound {impls['ours'] / t:7.2f}{versus_peer}")
 
 
 if __name__ == "__main__":
