@@ -45,9 +45,9 @@ int64_t position_of(const horizontal_map_t& map, uint32_t pixel)
     return static_cast<int64_t>(map.m_x0) + static_cast<int64_t>(pixel) * map.m_step;
 }
 
-}  // namespace
-
-tap_t horizontal_tap(const horizontal_map_t& map, uint32_t dst_byte)
+// The body of horizontal_tap, visible to the table build in this file so that it is inlined
+// there: the build runs it for every destination byte of every call to the kernel.
+inline tap_t tap_of(const horizontal_map_t& map, uint32_t dst_byte)
 {
     const int64_t width_fixed = static_cast<int64_t>(map.m_src_width) << 16;
     // Bytes past the row (the tail of the last group) repeat the last pixel.
@@ -72,6 +72,10 @@ tap_t horizontal_tap(const horizontal_map_t& map, uint32_t dst_byte)
     }
     return t;
 }
+
+}  // namespace
+
+tap_t horizontal_tap(const horizontal_map_t& map, uint32_t dst_byte) { return tap_of(map, dst_byte); }
 
 namespace {
 
@@ -123,7 +127,7 @@ void build_coefficient_table(const horizontal_map_t& map, float x_scale, coeffic
             coefficient_group_t& g = table.m_p_groups[gi];
             tap_t taps[16];
             for (uint32_t i = 0; i < 16; ++i) {
-                taps[i] = horizontal_tap(map, 16 * gi + i);
+                taps[i] = tap_of(map, 16 * gi + i);
                 g.m_weights[2 * i] = static_cast<uint8_t>(64 - taps[i].m_phase);
                 g.m_weights[2 * i + 1] = static_cast<uint8_t>(taps[i].m_phase);
             }

@@ -68,6 +68,9 @@ inline uint32_t coefficient_group_count(uint32_t dst_width) { return static_cast
 // Fills table.m_p_groups (coefficient_group_count entries) for the map; picks the layout.
 void build_coefficient_table(const horizontal_map_t& map, float x_scale, coefficient_table_t& table);
 
+// Most destination rows the general path scales in one horizontal pass.
+constexpr uint32_t k_batch_rows = 3;
+
 // Row functions of every pass. The reference set defines the result; every vector set gives
 // the same bytes. "bytes" counts bytes of the row written.
 struct row_functions_t {
@@ -96,6 +99,14 @@ struct row_functions_t {
     // without that row ever being stored. Only for a table of layout 0; top and bottom may be
     // read up to table.m_read_end.
     void (*m_p_blend_horizontal)(const uint8_t* top, const uint8_t* bottom, uint32_t phase, uint8_t* dst, const horizontal_map_t& map);
+    // Two destination rows blended from the same two source rows: out0 and out1 get the bytes
+    // of m_p_blend_to_buffer at phase0 and at phase1, the source bytes loaded once for both.
+    // out0 and out1 are row buffers.
+    void (*m_p_blend_pair_to_buffers)(const uint8_t* top, const uint8_t* bottom, uint8_t* out0, uint8_t* out1, uint32_t bytes,
+                                      uint32_t phase0, uint32_t phase1);
+    // The horizontal pass of count (1 to k_batch_rows) rows at once: dst[i] gets the bytes of
+    // m_p_horizontal on src[i], each group's coefficients loaded once for all the rows.
+    void (*m_p_horizontal_rows)(const uint8_t* const src[], uint8_t* const dst[], uint32_t count, const horizontal_map_t& map);
 };
 
 const row_functions_t& reference_row_functions();

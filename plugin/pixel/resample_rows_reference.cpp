@@ -43,6 +43,17 @@ void blend_horizontal_ref(const uint8_t* top, const uint8_t* bottom, uint32_t ph
     }
 }
 
+void blend_pair_ref(const uint8_t* top, const uint8_t* bottom, uint8_t* out0, uint8_t* out1, uint32_t bytes, uint32_t phase0, uint32_t phase1)
+{
+    blend_rows_ref(top, bottom, out0, bytes, phase0);
+    blend_rows_ref(top, bottom, out1, bytes, phase1);
+}
+
+void horizontal_rows_ref(const uint8_t* const src[], uint8_t* const dst[], uint32_t count, const horizontal_map_t& map)
+{
+    for (uint32_t i = 0; i < count; ++i) horizontal_ref(src[i], dst[i], map);
+}
+
 void halve_ref(const uint8_t* row0, const uint8_t* row1, uint8_t* dst, uint32_t bytes)
 {
     // Destination pair m takes source pairs 2m and 2m + 1: Cb from bytes 8m and 8m + 4,
@@ -98,7 +109,8 @@ const row_functions_t& reference_row_functions()
 {
     static const row_functions_t s_rows = {blend_rows_ref, blend_rows_ref, horizontal_ref, halve_ref,
                                            two_thirds_vertical_ref, two_thirds_horizontal_ref,
-                                           two_thirds_vertical_pair_ref, blend_horizontal_ref};
+                                           two_thirds_vertical_pair_ref, blend_horizontal_ref,
+                                           blend_pair_ref, horizontal_rows_ref};
     return s_rows;
 }
 

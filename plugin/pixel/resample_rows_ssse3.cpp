@@ -66,15 +66,27 @@ void blend_rows(const uint8_t* top, const uint8_t* bottom, uint8_t* out, uint32_
     }
 }
 
-// One group of the horizontal pass, layout 0, on its 16-byte source span.
-inline __m128i horizontal_span_layout0(__m128i span, const coefficient_group_t& g)
+// The shuffles and weights of one layout-0 group: the first 8 destination bytes, then the last 8.
+struct group_vectors_t {
+    __m128i m_shuffle_lo, m_shuffle_hi, m_weights_lo, m_weights_hi;
+};
+
+inline group_vectors_t group_vectors(const coefficient_group_t& g)
 {
     const __m128i* shuffle = reinterpret_cast<const __m128i*>(g.m_shuffle);
     const __m128i* weights = reinterpret_cast<const __m128i*>(g.m_weights);
-    const __m128i lo = _mm_maddubs_epi16(_mm_shuffle_epi8(span, _mm_load_si128(shuffle)), _mm_load_si128(weights));
-    const __m128i hi = _mm_maddubs_epi16(_mm_shuffle_epi8(span, _mm_load_si128(shuffle + 1)), _mm_load_si128(weights + 1));
+    return {_mm_load_si128(shuffle), _mm_load_si128(shuffle + 1), _mm_load_si128(weights), _mm_load_si128(weights + 1)};
+}
+
+// One group of the horizontal pass, layout 0, on its 16-byte source span.
+inline __m128i horizontal_span(__m128i span, const group_vectors_t& v)
+{
+    const __m128i lo = _mm_maddubs_epi16(_mm_shuffle_epi8(span, v.m_shuffle_lo), v.m_weights_lo);
+    const __m128i hi = _mm_maddubs_epi16(_mm_shuffle_epi8(span, v.m_shuffle_hi), v.m_weights_hi);
     return _mm_packus_epi16(_mm_srli_epi16(lo, 6), _mm_srli_epi16(hi, 6));
 }
+
+inline __m128i horizontal_span_layout0(__m128i span, const coefficient_group_t& g) { return horizontal_span(span, group_vectors(g)); }
 
 // One group of the horizontal pass, layout 0: all taps from one 16-byte span.
 inline __m128i horizontal_group_layout0(const uint8_t* src, const coefficient_group_t& g)
@@ -143,6 +155,73 @@ void blend_horizontal(const uint8_t* top, const uint8_t* bottom, uint32_t phase,
         const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bottom + offset));
         return horizontal_span_layout0(blend16(a, b, w), g);
     });
+}
+
+// Several rows at once, layout 0: each group's coefficients are loaded once and serve the
+// spans of every row. (Layout 1 gathers per row and gains nothing from this.)
+template <bool store_aligned, size_t count>
+void horizontal_batch(const uint8_t* const (&src)[count], uint8_t* const (&dst)[count], const horizontal_map_t& map)
+{
+    const coefficient_group_t* const groups = map.m_p_table->m_p_groups;
+    const uint32_t group_count = map.m_p_table->m_group_count;
+    const uint32_t bytes = 2 * map.m_dst_width;
+    const uint32_t full = bytes / 16;
+    const auto group = [&src, groups](uint32_t gi, __m128i (&out)[count]) {
+        const group_vectors_t v = group_vectors(groups[gi]);
+        const uint32_t offset = groups[gi].m_offsets[0];
+        for (size_t r = 0; r < count; ++r) out[r] = horizontal_span(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src[r] + offset)), v);
+    };
+    for (uint32_t gi = 0; gi < full; ++gi) {
+        __m128i out[count];
+        group(gi, out);
+        for (size_t r = 0; r < count; ++r) store<store_aligned>(dst[r] + 16 * gi, out[r]);
+    }
+    if (full < group_count) {
+        alignas(16) uint8_t tail[16];
+        __m128i out[count];
+        group(full, out);
+        for (size_t r = 0; r < count; ++r) {
+            _mm_store_si128(reinterpret_cast<__m128i*>(tail), out[r]);
+            std::memcpy(dst[r] + 16 * full, tail, bytes - 16 * full);
+        }
+    }
+}
+
+template <bool store_aligned>
+void horizontal_rows(const uint8_t* const src[], uint8_t* const dst[], uint32_t count, const horizontal_map_t& map)
+{
+    static_assert(k_batch_rows == 3, "one batch function per row count");
+    if (map.m_p_table->m_layout != 0 || count == 1) {
+        for (uint32_t i = 0; i < count; ++i) horizontal<store_aligned>(src[i], dst[i], map);
+    } else if (count == 2) {
+        horizontal_batch<store_aligned>({src[0], src[1]}, {dst[0], dst[1]}, map);
+    } else {
+        horizontal_batch<store_aligned>({src[0], src[1], src[2]}, {dst[0], dst[1], dst[2]}, map);
+    }
+}
+
+// Two phases of the same source rows: the interleave of the two rows serves both blends.
+template <bool load_aligned>
+void blend_pair(const uint8_t* top, const uint8_t* bottom, uint8_t* out0, uint8_t* out1, uint32_t bytes, uint32_t phase0, uint32_t phase1)
+{
+    if (bytes < 16) {
+        reference_row_functions().m_p_blend_pair_to_buffers(top, bottom, out0, out1, bytes, phase0, phase1);
+        return;
+    }
+    const __m128i w0 = _mm_set1_epi16(static_cast<int16_t>((phase0 << 8) | (64 - phase0)));
+    const __m128i w1 = _mm_set1_epi16(static_cast<int16_t>((phase1 << 8) | (64 - phase1)));
+    uint32_t i = 0;
+    for (; i + 16 <= bytes; i += 16) {
+        const __m128i a = load<load_aligned>(top + i), b = load<load_aligned>(bottom + i);
+        store<true>(out0 + i, blend16(a, b, w0));
+        store<true>(out1 + i, blend16(a, b, w1));
+    }
+    if (i < bytes) {
+        i = bytes - 16;
+        const __m128i a = load<false>(top + i), b = load<false>(bottom + i);
+        store<false>(out0 + i, blend16(a, b, w0));
+        store<false>(out1 + i, blend16(a, b, w1));
+    }
 }
 
 template <bool load_aligned>
@@ -278,7 +357,8 @@ template <bool src_aligned, bool dst_aligned>
 const row_functions_t s_rows = {blend_rows<src_aligned, true>,  blend_rows<src_aligned, dst_aligned>,
                                 horizontal<dst_aligned>,        halve<src_aligned, dst_aligned>,
                                 two_thirds_vertical<src_aligned>, two_thirds_horizontal<dst_aligned>,
-                                two_thirds_vertical_pair<src_aligned>, blend_horizontal<dst_aligned>};
+                                two_thirds_vertical_pair<src_aligned>, blend_horizontal<dst_aligned>,
+                                blend_pair<src_aligned>,          horizontal_rows<dst_aligned>};
 
 }  // namespace
 

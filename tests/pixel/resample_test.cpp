@@ -64,6 +64,13 @@ TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_ro
             simd().m_p_blend_to_destination(a.row(0), b.row(0), to_dst.row(0), n, f);
             expect_same(to_buffer, want);
             expect_same(to_dst, want);
+            // Two phases of the same rows at once: this one and its mirror, each against its
+            // own single blend.
+            guarded_image_t want_mirror = row_of(n, true), pair[2] = {row_of(n, true), row_of(n, true)};
+            ref().m_p_blend_to_buffer(a.row(0), b.row(0), want_mirror.row(0), n, 63 - f);
+            simd().m_p_blend_pair_to_buffers(a.row(0), b.row(0), pair[0].row(0), pair[1].row(0), n, f, 63 - f);
+            expect_same(pair[0], want);
+            expect_same(pair[1], want_mirror);
         }
         if (n % 4 == 0) {
             const guarded_image_t a = src_row(2 * n), b = src_row(2 * n);
@@ -99,8 +106,8 @@ TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_ro
     }
 }
 
-// The horizontal pass in both table layouts, and for layout 0 the fused blend: the reference
-// blend then the reference horizontal pass.
+// The horizontal pass in both table layouts, alone and in batches of rows, and for layout 0
+// the fused blend: the reference blend then the reference horizontal pass.
 TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table_layouts)
 {
     const auto check = [this](uint32_t ws, uint32_t wd, float scale, float offset, float rule_scale, int layout) {
@@ -117,6 +124,20 @@ TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table
         ref().m_p_horizontal(src.row(0), want.row(0), map);
         simd().m_p_horizontal(src.row(0), got.row(0), map);
         expect_same(got, want);
+        // Batches of 1 to k_batch_rows rows, each from its own source row, against the single pass.
+        for (uint32_t count = 1; count <= rs::k_batch_rows; ++count) {
+            SCOPED_TRACE(testing::Message() << "batch of " << count);
+            std::vector<guarded_image_t> in, single, batch;
+            for (uint32_t i = 0; i < count; ++i) in.push_back(src_row(read)), single.push_back(row_of(2 * wd, true)), batch.push_back(row_of(2 * wd, dst_aligned()));
+            const uint8_t* batch_in[rs::k_batch_rows];
+            uint8_t* batch_out[rs::k_batch_rows];
+            for (uint32_t i = 0; i < count; ++i) {
+                batch_in[i] = in[i].row(0), batch_out[i] = batch[i].row(0);
+                ref().m_p_horizontal(in[i].row(0), single[i].row(0), map);
+            }
+            simd().m_p_horizontal_rows(batch_in, batch_out, count, map);
+            for (uint32_t i = 0; i < count; ++i) expect_same(batch[i], single[i]);
+        }
         for (uint32_t f : {3u, 32u, 61u}) {
             if (table.m_layout != 0) break;
             guarded_image_t blended = row_of(read, true), fused = row_of(2 * wd, dst_aligned());
@@ -198,6 +219,14 @@ const std::vector<size_case_t> k_sizes = {
     {1920, 1080, 640, 360}, {1920, 1080, 1366, 768}, {1440, 1080, 1440, 1080}};
 INSTANTIATE_TEST_SUITE_P(sizes, kernel_matches_model_t, testing::ValuesIn(with_alignments(k_sizes)));
 
+// Upscales, whose rows the general path blends into row buffers and scales in batches: vertical
+// steps of 2/3 (two rows on the same source rows, which a batch keeps together by ending
+// early), 1/2 and 1/4 (three rows of a batch on one source pair), 1 (rows read in place); odd
+// heights (a last batch of one or two rows); odd widths (rows copied into the buffers).
+const std::vector<size_case_t> k_batched = {{64, 20, 96, 30}, {64, 21, 96, 31}, {40, 7, 64, 11}, {32, 9, 48, 18},
+                                            {16, 4, 24, 16},  {20, 5, 30, 5},   {21, 6, 33, 9},  {13, 8, 40, 25}};
+INSTANTIATE_TEST_SUITE_P(batched, kernel_matches_model_t, testing::ValuesIn(with_alignments(k_batched)));
+
 // Explicit mappings: shifted past the edges (clamping), mirrored (negative steps), a single
 // source row or column, and mappings within 0.1 of the default (fast paths kept).
 // (source aligned, destination aligned, explicit, {x, y} scales, {x, y} offsets)
@@ -214,7 +243,13 @@ const kernel_case_t k_mapped[] = {
     {{36, 18, 24, 12}, false, true, true, {1.5f, 1.5f}, {0.4f, 0.25f}},          // x moved by 0.15: general path
     {{24, 12, 24, 12}, false, true, true, {1.0f, 1.0f}, {0.05f, 0.0f}},          // close to identity: copy
     {{1920, 1080, 1280, 720}, true, true, true, {1.5f, 1.5f}, {0.25f, 0.5f}},    // general path
-    {{640, 120, 64, 120}, false, true, true, {10.0f, 1.0f}, {4.5f, 0.0f}}};      // step of 10 pixels
+    {{640, 120, 64, 120}, false, true, true, {10.0f, 1.0f}, {4.5f, 0.0f}},       // step of 10 pixels
+    // Batched upscales: rows above the top edge (clamped) with every phase, copies and the next
+    // row among them; mirrored rows; a batch through the general table layout.
+    {{48, 16, 80, 40}, false, false, true, {0.6f, 0.37f}, {0.2f, -1.3f}},
+    {{30, 12, 50, 30}, true, true, true, {0.6f, -0.41f}, {0.0f, 11.7f}},
+    {{15, 10, 40, 23}, false, true, true, {0.3f, 0.45f}, {0.0f, 0.1f}},
+    {{200, 10, 40, 23}, true, false, true, {5.0f, 0.45f}, {0.0f, 0.1f}}};
 INSTANTIATE_TEST_SUITE_P(mapped, kernel_matches_model_t, testing::ValuesIn(k_mapped));
 
 // Worked examples of the arithmetic, computed from the stated rules.
