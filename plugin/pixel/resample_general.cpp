@@ -1,6 +1,7 @@
 // The general scaling path: vertical stepping in 16.16 fixed point with 6-bit phases, each
 // destination row first prepared vertically from one or two source rows, then scaled
-// horizontally through the coefficient table.
+// horizontally through the coefficient table, several rows in one pass unless each group
+// blends its own source span.
 #include <algorithm>
 #include <cstring>
 
@@ -11,7 +12,10 @@ namespace Drivers::Mac::ZAV::VirtualCamera::resample {
 
 namespace {
 
-constexpr size_t k_stack_row_bytes = k_batch_rows * (2 * 4096 + k_row_slack + 32);
+// Row buffers live on the stack for source rows of up to 2048 pixels in a batch, up to 4096
+// for the one buffer of the fused rows; wider ones come from the heap. A batch of buffers so
+// stays small beside the table.
+constexpr size_t k_stack_row_bytes = k_batch_rows * (2 * 2048 + k_row_slack + 32);
 constexpr size_t k_stack_table_bytes = sizeof(coefficient_group_t) * (2 * 4096 / 16);
 
 inline const uint8_t* src_row(const uyvy_plane_t& p, int64_t r) { return p.m_p_data + static_cast<size_t>(r) * p.m_row_bytes; }
@@ -71,24 +75,26 @@ void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_m
         map.m_p_table = &table;
     }
 
-    // Row buffers, one per row of a batch, each holding the vertically prepared row when it
-    // feeds the horizontal pass, or a copy of a source row whose tail the horizontal pass may
-    // not read in place. Their slack is zeroed so that loads past the row read defined bytes.
-    const size_t buffer_bytes = size_t{src_bytes} + std::max<size_t>(k_row_slack, table.m_read_end > src_bytes ? table.m_read_end - src_bytes + 16 : 0);
-    const size_t buffer_stride = (buffer_bytes + 31) & ~size_t{31};
-    scratch_t<k_stack_row_bytes> row_memory(horizontal ? k_batch_rows * buffer_stride : 0);
-    uint8_t* buffers[k_batch_rows];
-    for (uint32_t i = 0; i < k_batch_rows; ++i) {
-        buffers[i] = row_memory.data() + i * buffer_stride;
-        if (horizontal) std::memset(buffers[i] + src_bytes, 0, buffer_bytes - src_bytes);
-    }
-
     // Layout 0 can blend each group's span straight from the two source rows, with no row
     // buffer in between. That pays when a source row is longer than a destination row (each
     // group blends fewer bytes than the whole row holds); otherwise rows are blended once into
     // the buffers and scaled in batches. An odd width needs the buffer: its missing Cr byte
     // must read as zero.
     const bool fused = horizontal && table.m_layout == 0 && (src.m_width & 1u) == 0 && src_bytes > dst_bytes;
+
+    // Row buffers, one per row of a batch (one in all for the fused rows), each holding the
+    // vertically prepared row when it feeds the horizontal pass, or a copy of a source row whose
+    // tail the horizontal pass may not read in place. Their slack is zeroed so that loads past
+    // the row read defined bytes.
+    const size_t buffer_bytes = size_t{src_bytes} + std::max<size_t>(k_row_slack, table.m_read_end > src_bytes ? table.m_read_end - src_bytes + 16 : 0);
+    const size_t buffer_stride = (buffer_bytes + 31) & ~size_t{31};
+    const uint32_t buffer_count = fused ? 1 : k_batch_rows;
+    scratch_t<k_stack_row_bytes> row_memory(horizontal ? buffer_count * buffer_stride : 0);
+    uint8_t* buffers[k_batch_rows] = {};
+    for (uint32_t i = 0; i < buffer_count && horizontal; ++i) {
+        buffers[i] = row_memory.data() + i * buffer_stride;
+        std::memset(buffers[i] + src_bytes, 0, buffer_bytes - src_bytes);
+    }
 
     const int64_t last_row = static_cast<int64_t>(src.m_height) - 1;
     const int64_t y_start = to_fixed_16_16(my.m_offset);

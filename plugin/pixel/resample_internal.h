@@ -69,7 +69,7 @@ inline uint32_t coefficient_group_count(uint32_t dst_width) { return static_cast
 void build_coefficient_table(const horizontal_map_t& map, float x_scale, coefficient_table_t& table);
 
 // Most destination rows the general path scales in one horizontal pass.
-constexpr uint32_t k_batch_rows = 3;
+constexpr uint32_t k_batch_rows = 6;
 
 // Row functions of every pass. The reference set defines the result; every vector set gives
 // the same bytes. "bytes" counts bytes of the row written.

@@ -5,6 +5,7 @@
 // rows shorter than a vector, with the reference arithmetic.
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 #include "pixel/resample_internal.h"
 #include "pixel/simd.h"
@@ -192,16 +193,30 @@ void horizontal_batch(const uint8_t* const (&src)[count], uint8_t* const (&dst)[
     }
 }
 
+// horizontal_batch on the first `sizeof...(i)` rows of src and dst.
+template <bool store_aligned, size_t... i>
+void horizontal_batch_of(const uint8_t* const src[], uint8_t* const dst[], const horizontal_map_t& map, std::index_sequence<i...>)
+{
+    horizontal_batch<store_aligned>({src[i]...}, {dst[i]...}, map);
+}
+
+// The batch function for a run-time count of rows, 2 to most.
+template <bool store_aligned, size_t most = k_batch_rows>
+void horizontal_batch_of_count(const uint8_t* const src[], uint8_t* const dst[], uint32_t count, const horizontal_map_t& map)
+{
+    if constexpr (most >= 2) {
+        if (count == most) return horizontal_batch_of<store_aligned>(src, dst, map, std::make_index_sequence<most>{});
+        horizontal_batch_of_count<store_aligned, most - 1>(src, dst, count, map);
+    }
+}
+
 template <bool store_aligned>
 void horizontal_rows(const uint8_t* const src[], uint8_t* const dst[], uint32_t count, const horizontal_map_t& map)
 {
-    static_assert(k_batch_rows == 3, "one batch function per row count");
     if (map.m_p_table->m_layout != 0 || count == 1) {
         for (uint32_t i = 0; i < count; ++i) horizontal<store_aligned>(src[i], dst[i], map);
-    } else if (count == 2) {
-        horizontal_batch<store_aligned>({src[0], src[1]}, {dst[0], dst[1]}, map);
     } else {
-        horizontal_batch<store_aligned>({src[0], src[1], src[2]}, {dst[0], dst[1], dst[2]}, map);
+        horizontal_batch_of_count<store_aligned>(src, dst, count, map);
     }
 }
 

@@ -221,10 +221,11 @@ INSTANTIATE_TEST_SUITE_P(sizes, kernel_matches_model_t, testing::ValuesIn(with_a
 
 // Upscales, whose rows the general path blends into row buffers and scales in batches: vertical
 // steps of 2/3 (two rows on the same source rows, which a batch keeps together by ending
-// early), 1/2 and 1/4 (three rows of a batch on one source pair), 1 (rows read in place); odd
-// heights (a last batch of one or two rows); odd widths (rows copied into the buffers).
-const std::vector<size_case_t> k_batched = {{64, 20, 96, 30}, {64, 21, 96, 31}, {40, 7, 64, 11}, {32, 9, 48, 18},
-                                            {16, 4, 24, 16},  {20, 5, 30, 5},   {21, 6, 33, 9},  {13, 8, 40, 25}};
+// early), 1/2 and 1/4 (several rows of a batch on one source pair), 1 (rows read in place); odd
+// heights (a short last batch); odd widths (rows copied into the buffers); source rows too wide
+// for the buffers on the stack.
+const std::vector<size_case_t> k_batched = {{64, 20, 96, 30}, {64, 21, 96, 31}, {40, 7, 64, 11}, {32, 9, 48, 18}, {16, 4, 24, 16},
+                                            {20, 5, 30, 5},   {21, 6, 33, 9},   {13, 8, 40, 25}, {2100, 3, 2200, 7}};
 INSTANTIATE_TEST_SUITE_P(batched, kernel_matches_model_t, testing::ValuesIn(with_alignments(k_batched)));
 
 // Explicit mappings: shifted past the edges (clamping), mirrored (negative steps), a single
