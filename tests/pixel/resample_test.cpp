@@ -245,8 +245,8 @@ const kernel_case_t k_mapped[] = {
     {{24, 12, 24, 12}, false, true, true, {1.0f, 1.0f}, {0.05f, 0.0f}},          // close to identity: copy
     {{1920, 1080, 1280, 720}, true, true, true, {1.5f, 1.5f}, {0.25f, 0.5f}},    // general path
     {{640, 120, 64, 120}, false, true, true, {10.0f, 1.0f}, {4.5f, 0.0f}},       // step of 10 pixels
-    // Batched upscales: rows above the top edge (clamped) with every phase, copies and the next
-    // row among them; mirrored rows; a batch through the general table layout.
+    // Batched upscales: rows above the top edge (clamped), copied rows (phase below 3) and a
+    // phase above 61 among the blends; mirrored rows; batches through the general table layout.
     {{48, 16, 80, 40}, false, false, true, {0.6f, 0.37f}, {0.2f, -1.3f}},
     {{30, 12, 50, 30}, true, true, true, {0.6f, -0.41f}, {0.0f, 11.7f}},
     {{15, 10, 40, 23}, false, true, true, {0.3f, 0.45f}, {0.0f, 0.1f}},
