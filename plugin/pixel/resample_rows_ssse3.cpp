@@ -39,6 +39,9 @@ inline __m128i load32(const uint8_t* p)
     return _mm_cvtsi32_si128(v);
 }
 
+// The weight pairs (64 - f, f) of blend16 for phase f, in every 16-bit lane.
+inline __m128i blend_weights(uint32_t phase) { return _mm_set1_epi16(static_cast<int16_t>((phase << 8) | (64 - phase))); }
+
 // (a * (64 - f) + b * f) >> 6 on 16 bytes; weights interleaves (64 - f, f).
 inline __m128i blend16(__m128i a, __m128i b, __m128i weights)
 {
@@ -57,7 +60,7 @@ void blend_rows(const uint8_t* top, const uint8_t* bottom, uint8_t* out, uint32_
         reference_row_functions().m_p_blend_to_buffer(top, bottom, out, bytes, phase);
         return;
     }
-    const __m128i w = _mm_set1_epi16(static_cast<int16_t>((phase << 8) | (64 - phase)));
+    const __m128i w = blend_weights(phase);
     size_t i = 0;
     // Unrolled: in loops this short, the loop's own instructions take a noticeable share of
     // the instruction slots that the vector work needs.
@@ -152,7 +155,7 @@ void horizontal(const uint8_t* src, uint8_t* dst, const horizontal_map_t& map)
 template <bool store_aligned>
 void blend_horizontal(const uint8_t* top, const uint8_t* bottom, uint32_t phase, uint8_t* dst, const horizontal_map_t& map)
 {
-    const __m128i w = _mm_set1_epi16(static_cast<int16_t>((phase << 8) | (64 - phase)));
+    const __m128i w = blend_weights(phase);
     horizontal_groups<store_aligned>(top, dst, map, [bottom, w](const uint8_t* row, const coefficient_group_t& g) {
         const uint32_t offset = g.m_offsets[0];
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + offset));
@@ -228,8 +231,8 @@ void blend_pair(const uint8_t* top, const uint8_t* bottom, uint8_t* out0, uint8_
         reference_row_functions().m_p_blend_pair_to_buffers(top, bottom, out0, out1, bytes, phase0, phase1);
         return;
     }
-    const __m128i w0 = _mm_set1_epi16(static_cast<int16_t>((phase0 << 8) | (64 - phase0)));
-    const __m128i w1 = _mm_set1_epi16(static_cast<int16_t>((phase1 << 8) | (64 - phase1)));
+    const __m128i w0 = blend_weights(phase0);
+    const __m128i w1 = blend_weights(phase1);
     size_t i = 0;
     // Unrolled for the same reason as blend_rows.
 #pragma GCC unroll 2
