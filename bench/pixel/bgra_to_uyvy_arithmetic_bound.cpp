@@ -32,8 +32,7 @@ struct quantised_t {
     __m128 m_error;
 };
 
-inline quantised_t quantise(__m128 v)
-{
+inline quantised_t quantise(__m128 v) {
     const __m128i q = _mm_and_si128(_mm_cvttps_epi32(_mm_add_ps(v, _mm_set1_ps(0.5f))), _mm_set1_epi32(0xff));
     return {q, _mm_sub_ps(v, _mm_cvtepi32_ps(q))};
 }
@@ -44,8 +43,7 @@ struct shares_t {
     __m128 m_a = _mm_setzero_ps();
     __m128 m_b = _mm_setzero_ps();
 
-    void spread(__m128 e)
-    {
+    void spread(__m128 e) {
         m_a = _mm_add_ps(_mm_mul_ps(e, _mm_set1_ps(0.4375f)), m_a);
         m_b = _mm_add_ps(_mm_mul_ps(e, _mm_set1_ps(0.1875f)), m_b);
         m_a = _mm_add_ps(_mm_mul_ps(e, _mm_set1_ps(0.3125f)), m_a);
@@ -58,8 +56,7 @@ struct yuv_t {
 };
 
 // ((R * kR + G * kG) + B * kB) + offset for the three components of four pixels (709).
-inline yuv_t colour(__m128i px)
-{
+inline yuv_t colour(__m128i px) {
     const __m128i red = _mm_setr_epi8(2, -1, -1, -1, 6, -1, -1, -1, 10, -1, -1, -1, 14, -1, -1, -1);
     const __m128i green = _mm_setr_epi8(1, -1, -1, -1, 5, -1, -1, -1, 9, -1, -1, -1, 13, -1, -1, -1);
     const __m128 r = _mm_cvtepi32_ps(_mm_shuffle_epi8(px, red));
@@ -73,8 +70,7 @@ inline yuv_t colour(__m128i px)
             row(0.439f, -0.399f, -0.040f, 128.0f)};
 }
 
-void bgra_to_uyvy_arithmetic_bound(benchmark::State& state)
-{
+void bgra_to_uyvy_arithmetic_bound(benchmark::State& state) {
     std::vector<uint8_t> src(size_t(k_width) * k_height * 4);
     std::vector<uint8_t> dst(size_t(k_width) * k_height * 2);
     std::vector<uint8_t> alpha(size_t(k_width) * k_height);
@@ -98,8 +94,9 @@ void bgra_to_uyvy_arithmetic_bound(benchmark::State& state)
             const quantised_t v = quantise(_mm_mul_ps(_mm_add_ps(a.m_cr, b.m_cr), _mm_set1_ps(0.5f)));
             cb.spread(u.m_error);
             cr.spread(v.m_error);
-            const __m128i words = _mm_or_si128(_mm_or_si128(u.m_byte, _mm_slli_epi32(y0.m_byte, 8)),
-                                               _mm_or_si128(_mm_slli_epi32(v.m_byte, 16), _mm_slli_epi32(y1.m_byte, 24)));
+            const __m128i words =
+                _mm_or_si128(_mm_or_si128(u.m_byte, _mm_slli_epi32(y0.m_byte, 8)),
+                             _mm_or_si128(_mm_slli_epi32(v.m_byte, 16), _mm_slli_epi32(y1.m_byte, 24)));
             _mm_storeu_si128(reinterpret_cast<__m128i*>(&dst[2 * i]), words);
             const int32_t a0 = _mm_cvtsi128_si32(_mm_shuffle_epi8(p0, alpha_bytes));
             const int32_t a1 = _mm_cvtsi128_si32(_mm_shuffle_epi8(p1, alpha_bytes));

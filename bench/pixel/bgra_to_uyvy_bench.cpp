@@ -30,8 +30,7 @@ struct buffers_t {
     std::vector<uint8_t> m_alpha = std::vector<uint8_t>(size_t(k_width) * k_height);
     std::vector<uint8_t> m_copy = std::vector<uint8_t>(size_t(k_width) * k_height * 4);
 
-    buffers_t()
-    {
+    buffers_t() {
         // A smooth picture with noise, so that no path meets only constant input.
         std::mt19937 rng(1);
         for (int y = 0; y < k_height; ++y)
@@ -45,14 +44,12 @@ struct buffers_t {
     }
 };
 
-buffers_t& buffers()
-{
+buffers_t& buffers() {
     static buffers_t b;
     return b;
 }
 
-void bgra_to_uyvy_ours(benchmark::State& state)
-{
+void bgra_to_uyvy_ours(benchmark::State& state) {
     buffers_t& b = buffers();
     for (auto _ : state) {
         Drivers::Mac::ZAV::VirtualCamera::convert_bgra_to_uyvy_alpha(b.m_src.data(), 4 * k_width, b.m_dst.data(),
@@ -64,8 +61,7 @@ void bgra_to_uyvy_ours(benchmark::State& state)
 }
 
 // libyuv's "ARGB" is BGRA in memory order. It neither dithers nor follows BT.709.
-void bgra_to_uyvy_libyuv(benchmark::State& state)
-{
+void bgra_to_uyvy_libyuv(benchmark::State& state) {
     buffers_t& b = buffers();
     for (auto _ : state) {
         libyuv::ARGBToUYVY(b.m_src.data(), 4 * k_width, b.m_dst.data(), 2 * k_width, k_width, k_height);
@@ -76,8 +72,7 @@ void bgra_to_uyvy_libyuv(benchmark::State& state)
 
 // A libswscale context for BGRA to UYVY422 at the same size, BT.709 into limited range, with
 // the named dither mode ("none", "ed", ...).
-SwsContext* make_swscale(const char* dither)
-{
+SwsContext* make_swscale(const char* dither) {
     SwsContext* ctx = sws_alloc_context();
     if (!ctx) throw std::runtime_error("sws_alloc_context");
     av_opt_set_int(ctx, "srcw", k_width, 0);
@@ -95,8 +90,7 @@ SwsContext* make_swscale(const char* dither)
     return ctx;
 }
 
-void run_swscale(benchmark::State& state, const char* dither)
-{
+void run_swscale(benchmark::State& state, const char* dither) {
     buffers_t& b = buffers();
     SwsContext* ctx = make_swscale(dither);
     const uint8_t* src[4] = {b.m_src.data(), nullptr, nullptr, nullptr};
@@ -111,16 +105,19 @@ void run_swscale(benchmark::State& state, const char* dither)
     sws_freeContext(ctx);
 }
 
-void bgra_to_uyvy_swscale(benchmark::State& state) { run_swscale(state, "none"); }
+void bgra_to_uyvy_swscale(benchmark::State& state) {
+    run_swscale(state, "none");
+}
 
 // libswscale's error-diffusion option: for UYVY output it leaves the bytes as they are (see
 // swscale_dither_changes_nothing below), so this measures the same work under that setting.
-void bgra_to_uyvy_swscale_dither(benchmark::State& state) { run_swscale(state, "ed"); }
+void bgra_to_uyvy_swscale_dither(benchmark::State& state) {
+    run_swscale(state, "ed");
+}
 
 // The floor: one memcpy that reads the bytes the conversion reads (the whole source image). It
 // writes as many, a little more than the 6 MB of UYVY and alpha that the conversion writes.
-void bgra_to_uyvy_memcpy(benchmark::State& state)
-{
+void bgra_to_uyvy_memcpy(benchmark::State& state) {
     buffers_t& b = buffers();
     for (auto _ : state) {
         std::memcpy(b.m_copy.data(), b.m_src.data(), b.m_src.size());
@@ -130,8 +127,7 @@ void bgra_to_uyvy_memcpy(benchmark::State& state)
 }
 
 // Records in the output whether swscale's dither option changes any byte for this path.
-void bgra_to_uyvy_swscale_dither_check(benchmark::State& state)
-{
+void bgra_to_uyvy_swscale_dither_check(benchmark::State& state) {
     buffers_t& b = buffers();
     std::vector<uint8_t> plain(b.m_dst.size()), dithered(b.m_dst.size());
     const uint8_t* src[4] = {b.m_src.data(), nullptr, nullptr, nullptr};

@@ -19,10 +19,8 @@ public:
     cf_ref_t(const cf_ref_t&) = delete;
     cf_ref_t& operator=(const cf_ref_t&) = delete;
     cf_ref_t(cf_ref_t&& other) noexcept : m_p_ref(other.release()) {}
-    cf_ref_t& operator=(cf_ref_t&& other) noexcept
-    {
-        if (this != &other)
-            reset(other.release());
+    cf_ref_t& operator=(cf_ref_t&& other) noexcept {
+        if (this != &other) reset(other.release());
         return *this;
     }
 
@@ -30,25 +28,21 @@ public:
     explicit operator bool() const noexcept { return m_p_ref != nullptr; }
 
     // Gives the reference up to the caller, who then owns it.
-    ref_t release() noexcept
-    {
+    ref_t release() noexcept {
         ref_t ref = m_p_ref;
         m_p_ref = nullptr;
         return ref;
     }
 
     // Releases the held reference (if any) and adopts `ref`.
-    void reset(ref_t ref = nullptr) noexcept
-    {
-        if (m_p_ref != nullptr)
-            CFRelease(m_p_ref);
+    void reset(ref_t ref = nullptr) noexcept {
+        if (m_p_ref != nullptr) CFRelease(m_p_ref);
         m_p_ref = ref;
     }
 
     // For Create-style calls that return their result through a pointer: releases what is held
     // and hands out the empty slot.
-    ref_t* out() noexcept
-    {
+    ref_t* out() noexcept {
         reset();
         return &m_p_ref;
     }

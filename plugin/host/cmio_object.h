@@ -22,11 +22,10 @@ public:
     // The public entries, refused while the object is not published.
     using object_base_t::has_property;
     bool has_property(const address_t& address) const override;
-    OSStatus get_property_data_size(const address_t& address, UInt32 qualifier_data_size,
-                                    const void* qualifier_data, UInt32* data_size) override;
-    OSStatus get_property_data(const address_t& address, UInt32 qualifier_data_size,
-                               const void* qualifier_data, UInt32 data_size, UInt32* data_used,
-                               void* data) override;
+    OSStatus get_property_data_size(const address_t& address, UInt32 qualifier_data_size, const void* qualifier_data,
+                                    UInt32* data_size) override;
+    OSStatus get_property_data(const address_t& address, UInt32 qualifier_data_size, const void* qualifier_data,
+                               UInt32 data_size, UInt32* data_used, void* data) override;
     OSStatus can_set_property(const address_t& address, Boolean* is_settable) const override;
 
     bool changed_properties(UInt32 count, const address_t* addresses) override;

@@ -18,8 +18,7 @@ constexpr const char* k_manufacturer = "Mivora";
 }  // namespace
 
 object_base_t<CMIOObjectPropertyAddress>::object_base_t(CMIOClassID class_id, owner_t* owner)
-    : m_class_id(class_id), m_p_owner(owner)
-{
+    : m_class_id(class_id), m_p_owner(owner) {
     if (m_p_owner != nullptr) {
         object_base_t* const owner_base = m_p_owner;
         std::lock_guard<std::mutex> lock(owner_base->m_mutex);
@@ -27,8 +26,7 @@ object_base_t<CMIOObjectPropertyAddress>::object_base_t(CMIOClassID class_id, ow
     }
 }
 
-object_base_t<CMIOObjectPropertyAddress>::~object_base_t()
-{
+object_base_t<CMIOObjectPropertyAddress>::~object_base_t() {
     if (m_p_owner != nullptr) {
         object_base_t* const owner_base = m_p_owner;
         std::lock_guard<std::mutex> lock(owner_base->m_mutex);
@@ -37,13 +35,11 @@ object_base_t<CMIOObjectPropertyAddress>::~object_base_t()
     m_owned_objects.clear();
 }
 
-CMIOObjectPropertyScope object_base_t<CMIOObjectPropertyAddress>::get_scope() const
-{
+CMIOObjectPropertyScope object_base_t<CMIOObjectPropertyAddress>::get_scope() const {
     return kCMIOObjectPropertyScopeGlobal;
 }
 
-bool object_base_t<CMIOObjectPropertyAddress>::has_property(const address_t& address) const
-{
+bool object_base_t<CMIOObjectPropertyAddress>::has_property(const address_t& address) const {
     Boolean is_settable = false;
     return has_property(address, is_settable);
 }
@@ -51,23 +47,19 @@ bool object_base_t<CMIOObjectPropertyAddress>::has_property(const address_t& add
 OSStatus object_base_t<CMIOObjectPropertyAddress>::get_property_data_size(const address_t& address,
                                                                           UInt32 qualifier_data_size,
                                                                           const void* qualifier_data,
-                                                                          UInt32* data_size)
-{
+                                                                          UInt32* data_size) {
     return get_property(address, qualifier_data_size, qualifier_data, 0, data_size, nullptr);
 }
 
 OSStatus object_base_t<CMIOObjectPropertyAddress>::get_property_data(const address_t& address,
                                                                      UInt32 qualifier_data_size,
-                                                                     const void* qualifier_data,
-                                                                     UInt32 data_size, UInt32* data_used,
-                                                                     void* data)
-{
+                                                                     const void* qualifier_data, UInt32 data_size,
+                                                                     UInt32* data_used, void* data) {
     return get_property(address, qualifier_data_size, qualifier_data, data_size, data_used, data);
 }
 
 OSStatus object_base_t<CMIOObjectPropertyAddress>::can_set_property(const address_t& address,
-                                                                    Boolean* is_settable) const
-{
+                                                                    Boolean* is_settable) const {
     // The host always passes a flag; a missing one is answered into a scratch flag.
     Boolean scratch = false;
     Boolean& flag = is_settable != nullptr ? *is_settable : scratch;
@@ -76,113 +68,96 @@ OSStatus object_base_t<CMIOObjectPropertyAddress>::can_set_property(const addres
 
 OSStatus object_base_t<CMIOObjectPropertyAddress>::set_property(const address_t& address,
                                                                 UInt32 /*qualifier_data_size*/,
-                                                                const void* /*qualifier_data*/,
-                                                                UInt32 /*data_size*/, const void* /*data*/,
-                                                                bool& changed)
-{
+                                                                const void* /*qualifier_data*/, UInt32 /*data_size*/,
+                                                                const void* /*data*/, bool& changed) {
     changed = false;
     switch (address.mSelector) {
-    case kCMIOObjectPropertyListenerAdded:
-    case kCMIOObjectPropertyListenerRemoved:
-        // Listeners are kept by the host; nothing to record here.
-        return kCMIOHardwareNoError;
-    default:
-        zav_log("set_property : unkwown property %s", fourCC_to_string(address.mSelector).c_str());
-        return kCMIOHardwareUnknownPropertyError;
+        case kCMIOObjectPropertyListenerAdded:
+        case kCMIOObjectPropertyListenerRemoved:
+            // Listeners are kept by the host; nothing to record here.
+            return kCMIOHardwareNoError;
+        default:
+            zav_log("set_property : unkwown property %s", fourCC_to_string(address.mSelector).c_str());
+            return kCMIOHardwareUnknownPropertyError;
     }
 }
 
-bool object_base_t<CMIOObjectPropertyAddress>::has_property(const address_t& address,
-                                                            Boolean& is_settable) const
-{
+bool object_base_t<CMIOObjectPropertyAddress>::has_property(const address_t& address, Boolean& is_settable) const {
     switch (address.mSelector) {
-    case kCMIOObjectPropertyClass:
-    case kCMIOObjectPropertyOwner:
-    case kCMIOObjectPropertyOwnedObjects:
-    case kCMIOObjectPropertyManufacturer:
-        is_settable = false;
-        return true;
-    case kCMIOObjectPropertyListenerAdded:
-    case kCMIOObjectPropertyListenerRemoved:
-        is_settable = true;
-        return true;
-    default:
-        is_settable = false;
-        zav_log("has_property : unkwown property %s", fourCC_to_string(address.mSelector).c_str());
-        return false;
+        case kCMIOObjectPropertyClass:
+        case kCMIOObjectPropertyOwner:
+        case kCMIOObjectPropertyOwnedObjects:
+        case kCMIOObjectPropertyManufacturer:
+            is_settable = false;
+            return true;
+        case kCMIOObjectPropertyListenerAdded:
+        case kCMIOObjectPropertyListenerRemoved:
+            is_settable = true;
+            return true;
+        default:
+            is_settable = false;
+            zav_log("has_property : unkwown property %s", fourCC_to_string(address.mSelector).c_str());
+            return false;
     }
 }
 
-OSStatus object_base_t<CMIOObjectPropertyAddress>::get_property(const address_t& address,
-                                                                UInt32 qualifier_data_size,
-                                                                const void* qualifier_data,
-                                                                UInt32 data_size, UInt32* data_used,
-                                                                void* data)
-{
+OSStatus object_base_t<CMIOObjectPropertyAddress>::get_property(const address_t& address, UInt32 qualifier_data_size,
+                                                                const void* qualifier_data, UInt32 data_size,
+                                                                UInt32* data_used, void* data) {
     switch (address.mSelector) {
-    case kCMIOObjectPropertyClass:
-        zav_log("get_property for kObjectPropertyClass");
-        return get_property_value<CMIOClassID>(data_size, data_used, data, m_class_id);
-    case kCMIOObjectPropertyOwner:
-        zav_log("get_property for kObjectPropertyOwner");
-        return get_property_value<CMIOObjectID>(data_size, data_used, data, get_owner_id());
-    case kCMIOObjectPropertyOwnedObjects:
-        return get_owned_objects(address, qualifier_data_size, qualifier_data, data_size, data_used, data);
-    case kCMIOObjectPropertyManufacturer:
-        // A new string for the caller, who releases it.
-        return get_property_helper<CFStringRef>(data_size, data_used, data,
-                                                [] { return create_string_ref(k_manufacturer); });
-    case kCMIOObjectPropertyListenerAdded:
-    case kCMIOObjectPropertyListenerRemoved:
-        // Answered without a value, not even a size.
-        return kCMIOHardwareNoError;
-    default:
-        zav_log("get_property : unkwown property %s", fourCC_to_string(address.mSelector).c_str());
-        return kCMIOHardwareUnknownPropertyError;
+        case kCMIOObjectPropertyClass:
+            zav_log("get_property for kObjectPropertyClass");
+            return get_property_value<CMIOClassID>(data_size, data_used, data, m_class_id);
+        case kCMIOObjectPropertyOwner:
+            zav_log("get_property for kObjectPropertyOwner");
+            return get_property_value<CMIOObjectID>(data_size, data_used, data, get_owner_id());
+        case kCMIOObjectPropertyOwnedObjects:
+            return get_owned_objects(address, qualifier_data_size, qualifier_data, data_size, data_used, data);
+        case kCMIOObjectPropertyManufacturer:
+            // A new string for the caller, who releases it.
+            return get_property_helper<CFStringRef>(data_size, data_used, data,
+                                                    [] { return create_string_ref(k_manufacturer); });
+        case kCMIOObjectPropertyListenerAdded:
+        case kCMIOObjectPropertyListenerRemoved:
+            // Answered without a value, not even a size.
+            return kCMIOHardwareNoError;
+        default:
+            zav_log("get_property : unkwown property %s", fourCC_to_string(address.mSelector).c_str());
+            return kCMIOHardwareUnknownPropertyError;
     }
 }
 
-bool object_base_t<CMIOObjectPropertyAddress>::changed_properties(UInt32 /*count*/,
-                                                                  const address_t* /*addresses*/)
-{
+bool object_base_t<CMIOObjectPropertyAddress>::changed_properties(UInt32 /*count*/, const address_t* /*addresses*/) {
     // Only objects known to the host can report changes; the base is not one of them.
     zav_log("object_base_t::changed_properties illegally called!");
     return false;
 }
 
-bool object_base_t<CMIOObjectPropertyAddress>::is_class(CMIOClassID class_id) const
-{
+bool object_base_t<CMIOObjectPropertyAddress>::is_class(CMIOClassID class_id) const {
     // The second test looks at this object's class, not at the one asked for: an object of the
     // generic class answers to every class.
     return m_class_id == class_id || m_class_id == kCMIOObjectClassID;
 }
 
-CMIOObjectID object_base_t<CMIOObjectPropertyAddress>::get_owner_id() const
-{
-    if (m_p_owner == nullptr)
-        return kCMIOObjectSystemObject;
+CMIOObjectID object_base_t<CMIOObjectPropertyAddress>::get_owner_id() const {
+    if (m_p_owner == nullptr) return kCMIOObjectSystemObject;
     const object_base_t* const owner_base = m_p_owner;
     return owner_base->m_object_id;
 }
 
-object_base_t<CMIOObjectPropertyAddress>*
-object_base_t<CMIOObjectPropertyAddress>::find_object(CMIOObjectID object_id)
-{
-    if (m_object_id == object_id)
-        return this;
+object_base_t<CMIOObjectPropertyAddress>* object_base_t<CMIOObjectPropertyAddress>::find_object(
+    CMIOObjectID object_id) {
+    if (m_object_id == object_id) return this;
     for (object_base_t* child : m_owned_objects) {
-        if (object_base_t* found = child->find_object(object_id))
-            return found;
+        if (object_base_t* found = child->find_object(object_id)) return found;
     }
     return nullptr;
 }
 
 OSStatus object_base_t<CMIOObjectPropertyAddress>::get_owned_objects(const address_t& address,
                                                                      UInt32 qualifier_data_size,
-                                                                     const void* qualifier_data,
-                                                                     UInt32 data_size, UInt32* data_used,
-                                                                     void* data)
-{
+                                                                     const void* qualifier_data, UInt32 data_size,
+                                                                     UInt32* data_used, void* data) {
     const UInt32 capacity = data_size / sizeof(CMIOObjectID);
     const UInt32 filter_count = qualifier_data_size / sizeof(CMIOClassID);
     const bool filter_by_class = filter_count != 0 && qualifier_data != nullptr;
@@ -205,12 +180,11 @@ OSStatus object_base_t<CMIOObjectPropertyAddress>::get_owned_objects(const addre
                 for (UInt32 i = 0; i < filter_count && !matched; ++i) {
                     CMIOClassID class_id = 0;
                     std::memcpy(&class_id, filter + i * sizeof(CMIOClassID), sizeof(CMIOClassID));
-                    zav_log("get_property for kCMIOObjectPropertyOwnedObjects called on %s for %s",
-                            own_class.c_str(), fourCC_to_string(class_id).c_str());
+                    zav_log("get_property for kCMIOObjectPropertyOwnedObjects called on %s for %s", own_class.c_str(),
+                            fourCC_to_string(class_id).c_str());
                     matched = child->is_class(class_id);
                 }
-                if (!matched)
-                    continue;
+                if (!matched) continue;
             } else {
                 zav_log("get_property for kCMIOObjectPropertyOwnedObjects called on %s", own_class.c_str());
             }
@@ -227,8 +201,7 @@ OSStatus object_base_t<CMIOObjectPropertyAddress>::get_owned_objects(const addre
         }
     }
 
-    if (data_used != nullptr)
-        *data_used = count * sizeof(CMIOObjectID);
+    if (data_used != nullptr) *data_used = count * sizeof(CMIOObjectID);
     return kCMIOHardwareNoError;
 }
 

@@ -40,21 +40,18 @@ public:
     virtual bool has_property(const address_t& address) const;
     virtual OSStatus get_property_data_size(const address_t& address, UInt32 qualifier_data_size,
                                             const void* qualifier_data, UInt32* data_size);
-    virtual OSStatus get_property_data(const address_t& address, UInt32 qualifier_data_size,
-                                       const void* qualifier_data, UInt32 data_size, UInt32* data_used,
-                                       void* data);
+    virtual OSStatus get_property_data(const address_t& address, UInt32 qualifier_data_size, const void* qualifier_data,
+                                       UInt32 data_size, UInt32* data_used, void* data);
     virtual OSStatus can_set_property(const address_t& address, Boolean* is_settable) const;
 
     // Per-class hooks: derived classes answer their own selectors and hand the rest down here.
     // `changed` is cleared first and set when the value really changed.
-    virtual OSStatus set_property(const address_t& address, UInt32 qualifier_data_size,
-                                  const void* qualifier_data, UInt32 data_size, const void* data,
-                                  bool& changed);
+    virtual OSStatus set_property(const address_t& address, UInt32 qualifier_data_size, const void* qualifier_data,
+                                  UInt32 data_size, const void* data, bool& changed);
     virtual bool has_property(const address_t& address, Boolean& is_settable) const;
     // A null `data` asks for the size only (written to `data_used` when given).
-    virtual OSStatus get_property(const address_t& address, UInt32 qualifier_data_size,
-                                  const void* qualifier_data, UInt32 data_size, UInt32* data_used,
-                                  void* data);
+    virtual OSStatus get_property(const address_t& address, UInt32 qualifier_data_size, const void* qualifier_data,
+                                  UInt32 data_size, UInt32* data_used, void* data);
 
     // Tells the host that properties of this object changed.
     virtual bool changed_properties(UInt32 count, const address_t* addresses);
@@ -84,9 +81,8 @@ protected:
     std::list<object_base_t*> m_owned_objects;
 
 private:
-    OSStatus get_owned_objects(const address_t& address, UInt32 qualifier_data_size,
-                               const void* qualifier_data, UInt32 data_size, UInt32* data_used,
-                               void* data);
+    OSStatus get_owned_objects(const address_t& address, UInt32 qualifier_data_size, const void* qualifier_data,
+                               UInt32 data_size, UInt32* data_used, void* data);
 };
 
 }  // namespace Drivers::Mac::ZAV

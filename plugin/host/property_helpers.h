@@ -18,12 +18,9 @@ namespace Drivers::Mac::ZAV {
 //   for the caller (a retained or new Core Foundation object) is never made for a size query or
 //   a refused request.
 template <typename value_t, typename make_value_t>
-OSStatus get_property_helper(UInt32 data_size, UInt32* data_used, void* data, make_value_t&& make_value)
-{
-    if (data_used != nullptr)
-        *data_used = sizeof(value_t);
-    if (data == nullptr)
-        return kCMIOHardwareNoError;
+OSStatus get_property_helper(UInt32 data_size, UInt32* data_used, void* data, make_value_t&& make_value) {
+    if (data_used != nullptr) *data_used = sizeof(value_t);
+    if (data == nullptr) return kCMIOHardwareNoError;
     if (data_size != sizeof(value_t)) {
         zav_log("Bad arguments to get_property_helper");
         return kCMIOHardwareBadPropertySizeError;
@@ -35,16 +32,14 @@ OSStatus get_property_helper(UInt32 data_size, UInt32* data_used, void* data, ma
 
 // The same for a plain value that costs nothing to make.
 template <typename value_t>
-OSStatus get_property_value(UInt32 data_size, UInt32* data_used, void* data, const value_t& value)
-{
+OSStatus get_property_value(UInt32 data_size, UInt32* data_used, void* data, const value_t& value) {
     return get_property_helper<value_t>(data_size, data_used, data, [&value] { return value; });
 }
 
 // Reads a value of the size of `value_t` written by the host; a null pointer or any other size
 // is refused with '!siz' and leaves `value` alone.
 template <typename value_t>
-OSStatus set_property_helper(UInt32 data_size, const void* data, value_t& value)
-{
+OSStatus set_property_helper(UInt32 data_size, const void* data, value_t& value) {
     if (data == nullptr || data_size != sizeof(value_t)) {
         zav_log("Bad arguments to set_property_helper");
         return kCMIOHardwareBadPropertySizeError;

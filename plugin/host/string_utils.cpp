@@ -4,8 +4,7 @@
 
 namespace Drivers::Mac::ZAV {
 
-std::string sprintf_args(const char* format, va_list args)
-{
+std::string sprintf_args(const char* format, va_list args) {
     // The list is walked twice: once to measure, once to format.
     va_list measure_args;
     va_copy(measure_args, args);
@@ -18,13 +17,11 @@ std::string sprintf_args(const char* format, va_list args)
     // The limit may include the string's own terminator slot, which follows its characters.
     vsnprintf(text.data(), size + 1, format, args);
 
-    while (!text.empty() && text.back() == '\0')
-        text.pop_back();
+    while (!text.empty() && text.back() == '\0') text.pop_back();
     return text;
 }
 
-std::string fourCC_to_string(uint32_t code)
-{
+std::string fourCC_to_string(uint32_t code) {
     const char text[5] = {
         static_cast<char>((code >> 24) & 0xFF),
         static_cast<char>((code >> 16) & 0xFF),
@@ -35,8 +32,7 @@ std::string fourCC_to_string(uint32_t code)
     return std::string(text);
 }
 
-CFStringRef create_string_ref(const char* text)
-{
+CFStringRef create_string_ref(const char* text) {
     return CFStringCreateWithCString(kCFAllocatorDefault, text, kCFStringEncodingUTF8);
 }
 

@@ -15,13 +15,11 @@ namespace Drivers::Mac::ZAV {
 // Identifies this plug-in's lines among those of every process that loads it.
 static const char* s_p_log_token = "ZAVVC1";
 
-extern "C" void set_zav_log_token(const char* token)
-{
+extern "C" void set_zav_log_token(const char* token) {
     s_p_log_token = token;
 }
 
-void zav_log(const char* format, ...)
-{
+void zav_log(const char* format, ...) {
     va_list args;
     va_start(args, format);
     const std::string message = sprintf_args(format, args);

@@ -17,8 +17,7 @@ struct colour_lanes_t {
 
     colour_lanes_t() : m_k{}, m_offset{} {}
 
-    explicit colour_lanes_t(const colour_matrix_t& m)
-    {
+    explicit colour_lanes_t(const colour_matrix_t& m) {
         for (int c = 0; c < 3; ++c) {
             for (int j = 0; j < 3; ++j) m_k[c][j] = _mm_set1_ps(m.m_k[c][j]);
             m_offset[c] = _mm_set1_ps(m.m_offset[c]);
@@ -29,8 +28,7 @@ struct colour_lanes_t {
 // `px` holds one BGRA pixel in each 32-bit lane. Stores Y, Cb and Cr of the four lanes at `out`,
 // `out + comp_stride` and `out + 2 * comp_stride` (16-byte aligned). Every lane gets the floats
 // of bgra_to_yuv_row_c: the same products and the same order of additions.
-inline void bgra_lanes_to_yuv(__m128i px, const colour_lanes_t& k, float* out, ptrdiff_t comp_stride)
-{
+inline void bgra_lanes_to_yuv(__m128i px, const colour_lanes_t& k, float* out, ptrdiff_t comp_stride) {
     const __m128i red = _mm_setr_epi8(2, -1, -1, -1, 6, -1, -1, -1, 10, -1, -1, -1, 14, -1, -1, -1);
     const __m128i green = _mm_setr_epi8(1, -1, -1, -1, 5, -1, -1, -1, 9, -1, -1, -1, 13, -1, -1, -1);
     const __m128 r = _mm_cvtepi32_ps(_mm_shuffle_epi8(px, red));
@@ -48,8 +46,7 @@ inline void bgra_lanes_to_yuv(__m128i px, const colour_lanes_t& k, float* out, p
 // that vector i holds pixel i of every row (row r in lane r), then converted. The floats of
 // pixel i go to `out + i * cell_stride` as above.
 inline void bgra_rows_to_yuv_lanes(const uint8_t* const rows[4], const colour_lanes_t& k, float* out,
-                                   ptrdiff_t cell_stride, ptrdiff_t comp_stride)
-{
+                                   ptrdiff_t cell_stride, ptrdiff_t comp_stride) {
     const __m128i p0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[0]));
     const __m128i p1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[1]));
     const __m128i p2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[2]));

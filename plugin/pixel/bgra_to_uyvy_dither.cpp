@@ -2,22 +2,20 @@
 
 #include <climits>
 
-
 namespace Drivers::Mac::ZAV::VirtualCamera {
 
 namespace {
 
-constexpr float k_right = 0.4375f;       // 7/16
-constexpr float k_below_left = 0.1875f;  // 3/16
-constexpr float k_below = 0.3125f;       // 5/16
-constexpr float k_below_right = 0.0625f; // 1/16
+constexpr float k_right = 0.4375f;        // 7/16
+constexpr float k_below_left = 0.1875f;   // 3/16
+constexpr float k_below = 0.3125f;        // 5/16
+constexpr float k_below_right = 0.0625f;  // 1/16
 
 // Quantisation: (v + 0.5) truncated toward zero, the low 8 bits stored, no clamping; the
 // error is measured against the stored byte. A value outside the 32-bit range can only come
 // from the uncleared guard slots of odd widths; it truncates to INT32_MIN, as the x86
 // instruction does, instead of being undefined behaviour.
-float quantise(float v, uint8_t* out)
-{
+float quantise(float v, uint8_t* out) {
     const float t = v + 0.5f;
     const int32_t q = (t > -2147483648.0f && t < 2147483648.0f) ? static_cast<int32_t>(t) : INT32_MIN;
     const uint8_t stored = static_cast<uint8_t>(q);
@@ -25,15 +23,13 @@ float quantise(float v, uint8_t* out)
     return v - static_cast<float>(stored);
 }
 
-inline void spread(float& target, float e, float weight)
-{
+inline void spread(float& target, float e, float weight) {
     target = e * weight + target;
 }
 
 // One pair starting at image column x: `cur` and `below` point at the pair's first slot (x+1)
 // in its row and in the row below; `out` at byte 2x of the destination row.
-inline void dither_pair(float* cur, float* below, uint8_t* out)
-{
+inline void dither_pair(float* cur, float* below, uint8_t* out) {
     // Chroma lives on the grid of pairs: its shares go to the first pixel of the neighbouring
     // pairs (slots 2 away) and are halved again when that pixel is averaged with its partner.
     for (int c = 1; c <= 2; ++c) {
@@ -57,15 +53,13 @@ inline void dither_pair(float* cur, float* below, uint8_t* out)
     spread(below[6], e1, k_below_right);
 }
 
-inline ptrdiff_t row_floats_for(int32_t width)
-{
+inline ptrdiff_t row_floats_for(int32_t width) {
     return 3 * (static_cast<ptrdiff_t>(width) + 3);
 }
 
 }  // namespace
 
-void dither_uyvy_row_c(float* row, int32_t width, uint8_t* dst)
-{
+void dither_uyvy_row_c(float* row, int32_t width, uint8_t* dst) {
     const ptrdiff_t row_floats = row_floats_for(width);
     for (int32_t x = 0; x < width; x += 2) {
         float* cur = row + 3 * (static_cast<ptrdiff_t>(x) + 1);

@@ -49,8 +49,8 @@ struct lane_source_t {
     const colour_matrix_t* m_p_matrix;
 };
 
-void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width,
-                            uint8_t* dst, ptrdiff_t dst_stride, const row_prefetch_t* prefetch = nullptr,
+void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width, uint8_t* dst,
+                            ptrdiff_t dst_stride, const row_prefetch_t* prefetch = nullptr,
                             const lane_source_t* source = nullptr);
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

@@ -36,15 +36,14 @@ struct lanes_t {
     // null: the lane then takes every slot from its scratch row.
     const uint8_t* m_p_src_rows[k_lanes];
     const colour_lanes_t* m_p_colour = nullptr;
-    int32_t m_slots = 0;       // width + 3
-    int32_t m_loaded = 0;      // cells below this index are in the ring
-    int32_t m_written = 0;     // receiver cells below this index are back in the scratch
+    int32_t m_slots = 0;    // width + 3
+    int32_t m_loaded = 0;   // cells below this index are in the ring
+    int32_t m_written = 0;  // receiver cells below this index are back in the scratch
     int32_t m_receiver = 0;
 
     float* cell(int32_t k) { return m_cells + (k & k_ring_mask) * k_cell_floats; }
 
-    bool row_has(int32_t lane, int32_t first_slot, int32_t count) const
-    {
+    bool row_has(int32_t lane, int32_t first_slot, int32_t count) const {
         return m_p_rows[lane] && first_slot >= 0 && first_slot + count <= m_slots;
     }
 
@@ -64,8 +63,7 @@ struct lanes_t {
     int32_t m_patch_lanes[k_vectors][4];
 
     // Called once the rows are set.
-    void plan(int32_t width)
-    {
+    void plan(int32_t width) {
         for (int32_t v = 0; v < k_vectors; ++v) {
             int32_t from_k = INT32_MIN;
             int32_t to_k = INT32_MAX;
@@ -91,15 +89,16 @@ struct lanes_t {
             for (int32_t lane = 4 * v; lane < 4 * v + 4; ++lane) {
                 const int32_t l = m_p_src_rows[lane] ? lane : donor;
                 // Slot k - lag * l is image column k - lag * l - 1.
-                m_src_at[lane] = l < 0 ? 0 : reinterpret_cast<uintptr_t>(m_p_src_rows[l]) - 4u * static_cast<uintptr_t>(k_cell_lag * l + 1);
+                m_src_at[lane] = l < 0 ? 0
+                                       : reinterpret_cast<uintptr_t>(m_p_src_rows[l]) -
+                                             4u * static_cast<uintptr_t>(k_cell_lag * l + 1);
                 if (!m_p_src_rows[lane]) m_patch_lanes[v][m_patch_count[v]++] = lane;
             }
         }
     }
 
     // One slot of one lane into the cell at `out` (component stride k_comp_floats).
-    void load_slot(int32_t lane, int32_t s, float* out) const
-    {
+    void load_slot(int32_t lane, int32_t s, float* out) const {
         if (!row_has(lane, s, 1)) {
             for (int c = 0; c < 3; ++c) out[c * k_comp_floats] = 0.0f;
         } else if (m_p_src_rows[lane] && s >= 1 && s <= m_slots - 3) {
@@ -116,8 +115,7 @@ struct lanes_t {
     const colour_matrix_t* m_p_matrix = nullptr;
 
     // Fills cells [k, k + 4) of the ring from the lanes' rows.
-    void load4(int32_t k)
-    {
+    void load4(int32_t k) {
         // k is a multiple of 4 and so is the ring: the four cells follow each other in memory,
         // and float f of the four slots (component f % 3 of cell f / 3) is at base + 16 * f.
         float* const base = cell(k);
@@ -161,8 +159,7 @@ struct lanes_t {
         }
     }
 
-    void load_through(int32_t k)
-    {
+    void load_through(int32_t k) {
         while (m_loaded <= k) {
             load4(m_loaded);
             m_loaded += 4;
@@ -170,8 +167,7 @@ struct lanes_t {
     }
 
     // Copies the receiving lane's final cells below `k` back into its scratch row.
-    void write_back_below(int32_t k)
-    {
+    void write_back_below(int32_t k) {
         k = std::min(k, m_loaded);
         float* row = m_p_rows[m_receiver];
         const int32_t lag = k_cell_lag * m_receiver;
@@ -196,15 +192,13 @@ struct lanes_t {
 };
 
 // (e * weight) + target, lane by lane.
-inline __m128 spread(__m128 target, __m128 e, __m128 weight)
-{
+inline __m128 spread(__m128 target, __m128 e, __m128 weight) {
     return _mm_add_ps(_mm_mul_ps(e, weight), target);
 }
 
 // Values of a vector moved one lane up: lane r's value goes to lane r + 1, the first lane
 // taking the last lane of the vector above (zero above the first vector).
-inline __m128 shift_down(__m128 share, __m128 share_above)
-{
+inline __m128 shift_down(__m128 share, __m128 share_above) {
     return _mm_castsi128_ps(_mm_alignr_epi8(_mm_castps_si128(share), _mm_castps_si128(share_above), 12));
 }
 
@@ -216,8 +210,7 @@ struct quantised_t {
 // (v + 0.5) truncated, low byte kept, error against it; inactive lanes pass on no error.
 // With `masked` false every lane is active and the mask is not applied.
 template <bool masked>
-inline quantised_t quantise(__m128 x, __m128 active)
-{
+inline quantised_t quantise(__m128 x, __m128 active) {
     const __m128i q = _mm_cvttps_epi32(_mm_add_ps(x, _mm_set1_ps(0.5f)));
     const __m128i stored = _mm_and_si128(q, _mm_set1_epi32(0xff));
     const __m128 error = _mm_sub_ps(x, _mm_cvtepi32_ps(stored));
@@ -240,8 +233,7 @@ struct errors_above_t {
 // above (for its first lane's downward shares), so each cell component is loaded once, updated
 // in registers and stored once.
 template <bool masked>
-inline __m128i dither_vector(const step_cells_t& s, int32_t o, __m128 mask, errors_above_t& above)
-{
+inline __m128i dither_vector(const step_cells_t& s, int32_t o, __m128 mask, errors_above_t& above) {
     const __m128 w_right = _mm_set1_ps(0.4375f);
     const __m128 w_below_left = _mm_set1_ps(0.1875f);
     const __m128 w_below = _mm_set1_ps(0.3125f);
@@ -294,8 +286,7 @@ inline __m128i dither_vector(const step_cells_t& s, int32_t o, __m128 mask, erro
 // order: lane r's words of four steps are four consecutive pairs of its row, so where all four
 // exist they are transposed out of the steps and stored as one 16-byte run.
 void store_four_steps(const uint32_t (*stage)[k_lanes], int32_t t0, int32_t count, int32_t active, int32_t pairs,
-                      uint8_t* const* out_rows)
-{
+                      uint8_t* const* out_rows) {
     // Lane r works on pair t - 2r at step t.
     auto store_words = [&](int32_t r) {
         for (int32_t s = 0; s < count; ++s) {
@@ -332,10 +323,8 @@ void store_four_steps(const uint32_t (*stage)[k_lanes], int32_t t0, int32_t coun
 
 }  // namespace
 
-void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width,
-                            uint8_t* dst, ptrdiff_t dst_stride, const row_prefetch_t* prefetch,
-                            const lane_source_t* source)
-{
+void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width, uint8_t* dst,
+                            ptrdiff_t dst_stride, const row_prefetch_t* prefetch, const lane_source_t* source) {
     if (width < 1) return;
     const colour_lanes_t colour = source ? colour_lanes_t(*source->m_p_matrix) : colour_lanes_t();
     const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
@@ -385,7 +374,8 @@ void dither_uyvy_rows_lanes(float* scratch, int32_t ring_rows, int32_t first, in
             for (size_t n = 0; n < lines_per_step && line < lines; ++n, ++line) {
                 const size_t row = line / lines_per_row;
                 const size_t offset = std::min(64 * (line % lines_per_row), prefetch->m_row_bytes - 1);
-                _mm_prefetch(reinterpret_cast<const char*>(prefetch->m_p_first + prefetch->m_stride * static_cast<ptrdiff_t>(row) + offset),
+                _mm_prefetch(reinterpret_cast<const char*>(prefetch->m_p_first +
+                                                           prefetch->m_stride * static_cast<ptrdiff_t>(row) + offset),
                              _MM_HINT_T0);
             }
 

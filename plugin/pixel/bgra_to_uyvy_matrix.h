@@ -19,19 +19,16 @@ const colour_matrix_t* colour_matrix_for(uint32_t matrix);
 // first pixel (three floats a pixel: Y, Cb, Cr). Each component is ((R*kR + G*kG) + B*kB) +
 // offset with every product rounded on its own; the alpha byte is copied after the pixel was
 // read, so a source row and an alpha row may share memory.
-void bgra_to_yuv_row_c(const uint8_t* src, float* slots, uint8_t* alpha, int32_t count,
-                       const colour_matrix_t& m);
+void bgra_to_yuv_row_c(const uint8_t* src, float* slots, uint8_t* alpha, int32_t count, const colour_matrix_t& m);
 
 // The same floats four pixels at a time; `count` must be a multiple of 4. The source and alpha
 // ranges must not overlap.
-void bgra_to_yuv_row_ssse3(const uint8_t* src, float* slots, uint8_t* alpha, int32_t count,
-                           const colour_matrix_t& m);
+void bgra_to_yuv_row_ssse3(const uint8_t* src, float* slots, uint8_t* alpha, int32_t count, const colour_matrix_t& m);
 
 // One image row: the vector form for the largest multiple of 4 pixels and the reference for the
 // rest, or the reference alone when the row is narrower than 4 pixels or the source row
 // overlaps the alpha row.
-void bgra_to_yuv_row(const uint8_t* src, float* slots, uint8_t* alpha, int32_t width,
-                     const colour_matrix_t& m);
+void bgra_to_yuv_row(const uint8_t* src, float* slots, uint8_t* alpha, int32_t width, const colour_matrix_t& m);
 
 // Only the alpha bytes of one row: byte 3 of each source pixel into `alpha`. The two ranges
 // must not overlap.

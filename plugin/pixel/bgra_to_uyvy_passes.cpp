@@ -22,22 +22,19 @@ struct byte_range_t {
 };
 
 // The bytes that `rows` rows of `row_bytes` each, `stride` apart, span (strides may be negative).
-byte_range_t image_range(const void* base, int32_t stride, int32_t rows, size_t row_bytes)
-{
+byte_range_t image_range(const void* base, int32_t stride, int32_t rows, size_t row_bytes) {
     const intptr_t first = reinterpret_cast<intptr_t>(base);
     const intptr_t last = first + static_cast<intptr_t>(stride) * (rows - 1);
     return {static_cast<uintptr_t>(std::min(first, last)), static_cast<uintptr_t>(std::max(first, last)) + row_bytes};
 }
 
-bool overlap(const byte_range_t& a, const byte_range_t& b)
-{
+bool overlap(const byte_range_t& a, const byte_range_t& b) {
     return a.m_begin < b.m_end && b.m_begin < a.m_end;
 }
 
 }  // namespace
 
-size_t bgra_to_uyvy_scratch_floats(int32_t width, int32_t height)
-{
+size_t bgra_to_uyvy_scratch_floats(int32_t width, int32_t height) {
     // Wrapping 32-bit product, then widened: the count the converter has always requested.
     const uint32_t wrapped = (static_cast<uint32_t>(height) + 1u) * (static_cast<uint32_t>(width) + 3u);
     const int64_t slots = static_cast<int32_t>(wrapped);
@@ -47,10 +44,9 @@ size_t bgra_to_uyvy_scratch_floats(int32_t width, int32_t height)
     return static_cast<size_t>(slots) * 3u;
 }
 
-void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_stride, uint8_t* dst,
-                             int32_t dst_stride, uint8_t* alpha, int32_t alpha_stride, int32_t width,
-                             int32_t height, uint32_t matrix, bgra_to_uyvy_schedule_t schedule)
-{
+void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_stride, uint8_t* dst, int32_t dst_stride,
+                             uint8_t* alpha, int32_t alpha_stride, int32_t width, int32_t height, uint32_t matrix,
+                             bgra_to_uyvy_schedule_t schedule) {
     if (width < 1 || height < 1) return;
     const colour_matrix_t* m = colour_matrix_for(matrix);
     const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
@@ -98,8 +94,8 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
     // as it loads them (the rows are only read, and the alpha bytes are copied here, row by
     // row): the scratch then carries only the guard slots and the rows that pass shares from
     // one band to the next.
-    const bool kernel_converts = m && !overlap(image_range(src, src_stride, height, 4 * w),
-                                               image_range(alpha, alpha_stride, height, w));
+    const bool kernel_converts =
+        m && !overlap(image_range(src, src_stride, height, 4 * w), image_range(alpha, alpha_stride, height, w));
     const lane_source_t source = {src, src_stride, height, m};
     auto prepare_row = [&](int32_t y) {
         float* own = scratch + row_floats * y;
@@ -114,8 +110,8 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
         }
         if (y >= height) return;
         if (kernel_converts)
-            copy_alpha_row(src + static_cast<ptrdiff_t>(src_stride) * y, alpha + static_cast<ptrdiff_t>(alpha_stride) * y,
-                           width);
+            copy_alpha_row(src + static_cast<ptrdiff_t>(src_stride) * y,
+                           alpha + static_cast<ptrdiff_t>(alpha_stride) * y, width);
         else
             convert_row_into(y, ring, true);
     };
@@ -126,8 +122,8 @@ void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_str
         for (; prepared <= y + band; ++prepared) prepare_row(prepared);
         // The source rows that the next band converts, fetched while this band is dithered.
         const int32_t next_rows = m ? std::min(k_band_rows_lanes, height - prepared) : 0;
-        const row_prefetch_t next = {src + static_cast<ptrdiff_t>(src_stride) * std::min(prepared, height - 1), src_stride,
-                                     std::max(next_rows, 0), 4 * w};
+        const row_prefetch_t next = {src + static_cast<ptrdiff_t>(src_stride) * std::min(prepared, height - 1),
+                                     src_stride, std::max(next_rows, 0), 4 * w};
         dither_uyvy_rows_lanes(scratch, ring_rows, y, band, width, dst + static_cast<ptrdiff_t>(dst_stride) * y,
                                dst_stride, &next, kernel_converts ? &source : nullptr);
     }

@@ -27,8 +27,8 @@ size_t bgra_to_uyvy_scratch_floats(int32_t width, int32_t height);
 // Runs both passes; `scratch` holds bgra_to_uyvy_scratch_floats(width, height) floats. With a
 // matrix other than 601 or 709 the colour pass is skipped and the packing pass runs over
 // whatever the scratch holds.
-void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_stride, uint8_t* dst,
-                             int32_t dst_stride, uint8_t* alpha, int32_t alpha_stride, int32_t width,
-                             int32_t height, uint32_t matrix, bgra_to_uyvy_schedule_t schedule);
+void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_stride, uint8_t* dst, int32_t dst_stride,
+                             uint8_t* alpha, int32_t alpha_stride, int32_t width, int32_t height, uint32_t matrix,
+                             bgra_to_uyvy_schedule_t schedule);
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

@@ -14,7 +14,6 @@ namespace Drivers::Mac::ZAV::VirtualCamera {
 // it passes down) are unspecified. Nothing is written when width or height is below 1. Throws
 // std::bad_alloc, with nothing written, when the float scratch cannot be allocated.
 void convert_bgra_to_uyvy_alpha(const uint8_t* src, int32_t src_stride, uint8_t* dst, int32_t dst_stride,
-                                uint8_t* alpha, int32_t alpha_stride, int32_t width, int32_t height,
-                                uint32_t matrix);
+                                uint8_t* alpha, int32_t alpha_stride, int32_t width, int32_t height, uint32_t matrix);
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

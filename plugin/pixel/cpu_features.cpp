@@ -13,8 +13,7 @@ struct cpu_flags_t {
     bool m_sse41 = false;
 };
 
-cpu_flags_t read_cpu_flags()
-{
+cpu_flags_t read_cpu_flags() {
     cpu_flags_t flags;
 #if defined(__x86_64__) || defined(__i386__)
     unsigned int eax = 0, ebx = 0, ecx = 0, edx = 0;

@@ -7,8 +7,7 @@
 
 namespace Drivers::Mac::ZAV::VirtualCamera::resample {
 
-axis_mapping_t default_axis_mapping(uint32_t src_size, uint32_t dst_size)
-{
+axis_mapping_t default_axis_mapping(uint32_t src_size, uint32_t dst_size) {
     const float s = static_cast<float>(src_size);
     const float d = static_cast<float>(dst_size);
     axis_mapping_t m;
@@ -17,16 +16,15 @@ axis_mapping_t default_axis_mapping(uint32_t src_size, uint32_t dst_size)
     return m;
 }
 
-bool axis_is_remapped(const axis_mapping_t& mapping, uint32_t src_size, uint32_t dst_size)
-{
+bool axis_is_remapped(const axis_mapping_t& mapping, uint32_t src_size, uint32_t dst_size) {
     const axis_mapping_t def = default_axis_mapping(src_size, dst_size);
     const bool same_offset = std::fabs(mapping.m_offset - def.m_offset) < 0.1f;
-    const bool same_scale = std::fabs(static_cast<float>(dst_size) * mapping.m_scale - static_cast<float>(src_size)) < 0.1f;
+    const bool same_scale =
+        std::fabs(static_cast<float>(dst_size) * mapping.m_scale - static_cast<float>(src_size)) < 0.1f;
     return !(same_offset && same_scale);
 }
 
-int32_t to_fixed_16_16(float v)
-{
+int32_t to_fixed_16_16(float v) {
     const float f = v * 65536.0f;
     if (!(f == f)) return 0;
     if (f >= 2147483647.0f) return INT32_MAX;
@@ -38,17 +36,17 @@ namespace {
 
 // Clamps p to [0, hi]; the lower bound wins when hi is negative (a source narrower than
 // two pixels), so that no position ever points before the row.
-int64_t clamp_position(int64_t p, int64_t hi) { return std::max<int64_t>(std::min(p, hi), 0); }
+int64_t clamp_position(int64_t p, int64_t hi) {
+    return std::max<int64_t>(std::min(p, hi), 0);
+}
 
-int64_t position_of(const horizontal_map_t& map, uint32_t pixel)
-{
+int64_t position_of(const horizontal_map_t& map, uint32_t pixel) {
     return static_cast<int64_t>(map.m_x0) + static_cast<int64_t>(pixel) * map.m_step;
 }
 
 // The body of horizontal_tap, visible to the table build in this file so that it is inlined
 // there: the build runs it for every destination byte of every call to the kernel.
-inline tap_t tap_of(const horizontal_map_t& map, uint32_t dst_byte)
-{
+inline tap_t tap_of(const horizontal_map_t& map, uint32_t dst_byte) {
     const int64_t width_fixed = static_cast<int64_t>(map.m_src_width) << 16;
     // Bytes past the row (the tail of the last group) repeat the last pixel.
     const uint32_t pixel = std::min(dst_byte >> 1, map.m_dst_width - 1);
@@ -75,13 +73,14 @@ inline tap_t tap_of(const horizontal_map_t& map, uint32_t dst_byte)
 
 }  // namespace
 
-tap_t horizontal_tap(const horizontal_map_t& map, uint32_t dst_byte) { return tap_of(map, dst_byte); }
+tap_t horizontal_tap(const horizontal_map_t& map, uint32_t dst_byte) {
+    return tap_of(map, dst_byte);
+}
 
 namespace {
 
 // Layout 0 of one group; false when its source bytes do not fit one 16-byte span.
-bool build_group_layout0(const tap_t (&taps)[16], coefficient_group_t& g)
-{
+bool build_group_layout0(const tap_t (&taps)[16], coefficient_group_t& g) {
     uint32_t lo = UINT32_MAX;
     uint32_t hi = 0;
     for (const tap_t& t : taps) {
@@ -100,8 +99,7 @@ bool build_group_layout0(const tap_t (&taps)[16], coefficient_group_t& g)
 }
 
 // Layout 1 of one group: windows per pixel pair, valid for any step.
-void build_group_layout1(const tap_t (&taps)[16], coefficient_group_t& g)
-{
+void build_group_layout1(const tap_t (&taps)[16], coefficient_group_t& g) {
     std::memset(g.m_shuffle, 0, sizeof g.m_shuffle);
     for (int q = 0; q < 4; ++q) {
         const tap_t& cb = taps[4 * q];
@@ -115,8 +113,7 @@ void build_group_layout1(const tap_t (&taps)[16], coefficient_group_t& g)
 
 }  // namespace
 
-void build_coefficient_table(const horizontal_map_t& map, float x_scale, coefficient_table_t& table)
-{
+void build_coefficient_table(const horizontal_map_t& map, float x_scale, coefficient_table_t& table) {
     table.m_group_count = coefficient_group_count(map.m_dst_width);
     bool layout0 = x_scale < 2.01f;
     for (int pass = 0; pass < 2; ++pass) {

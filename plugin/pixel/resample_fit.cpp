@@ -17,8 +17,7 @@ namespace {
 
 // t truncated toward zero to 32 bits, saturated (NaN gives 0) so that odd aspect values
 // cannot make the conversion undefined.
-int32_t truncate_saturated(float t)
-{
+int32_t truncate_saturated(float t) {
     if (t >= 2147483647.0f) return INT32_MAX;
     if (t <= -2147483648.0f) return INT32_MIN;
     if (t == t) return static_cast<int32_t>(t);
@@ -26,17 +25,17 @@ int32_t truncate_saturated(float t)
 }
 
 // v + bias truncated toward zero, then made even (lowest bit cleared; -3 becomes -4).
-int32_t even(float v, float bias) { return truncate_saturated(v + bias) & ~1; }
+int32_t even(float v, float bias) {
+    return truncate_saturated(v + bias) & ~1;
+}
 
-uint32_t clamp_to(int32_t v, uint32_t hi)
-{
+uint32_t clamp_to(int32_t v, uint32_t hi) {
     if (v < 0) return 0;
     return static_cast<uint32_t>(v) > hi ? hi : static_cast<uint32_t>(v);
 }
 
 // Paints columns [x0, x1) of every row black.
-void paint_black(const uyvy_plane_t& dst, uint32_t x0, uint32_t x1)
-{
+void paint_black(const uyvy_plane_t& dst, uint32_t x0, uint32_t x1) {
     if (x1 <= x0) return;
     const uint8_t* black = uyvy_black_pattern();
     const size_t bytes = 2 * size_t{x1 - x0};
@@ -56,8 +55,7 @@ struct mapping_t {
 
 // Scales src into dst in a single-picture mode: 0 keeps the mapping (or the default one),
 // 1 and 2 move the source's top edge to -0.25 and -0.75 (a top or bottom field).
-void scale_single(const uyvy_plane_t& src, const uyvy_plane_t& dst, uint32_t mode, const mapping_t* mapping)
-{
+void scale_single(const uyvy_plane_t& src, const uyvy_plane_t& dst, uint32_t mode, const mapping_t* mapping) {
     if (mode != 1 && mode != 2) {
         if (mapping == nullptr) {
             resample_uyvy_kernel(src, dst, nullptr, nullptr);
@@ -77,8 +75,7 @@ void scale_single(const uyvy_plane_t& src, const uyvy_plane_t& dst, uint32_t mod
 }
 
 // Field `parity` (0 top, 1 bottom) of a frame: every other row, at doubled row bytes.
-bool field_of(const uyvy_plane_t& frame, uint32_t parity, uyvy_plane_t& field)
-{
+bool field_of(const uyvy_plane_t& frame, uint32_t parity, uyvy_plane_t& field) {
     if (frame.m_row_bytes > std::numeric_limits<uint32_t>::max() / 2) return false;
     field.m_p_data = frame.m_p_data + (parity != 0 && frame.m_height > 1 ? frame.m_row_bytes : 0);
     field.m_row_bytes = 2 * frame.m_row_bytes;
@@ -89,8 +86,7 @@ bool field_of(const uyvy_plane_t& frame, uint32_t parity, uyvy_plane_t& field)
 
 // Scales the two fields of src into the two fields of dst, the top one with the phase of
 // mode 1 and the bottom one with that of mode 2. first_parity orders the two.
-void scale_fields(const uyvy_plane_t& src, const uyvy_plane_t& dst, const mapping_t* mapping, uint32_t first_parity)
-{
+void scale_fields(const uyvy_plane_t& src, const uyvy_plane_t& dst, const mapping_t* mapping, uint32_t first_parity) {
     for (uint32_t i = 0; i < 2; ++i) {
         const uint32_t parity = first_parity ^ i;
         uyvy_plane_t sf, df;
@@ -114,15 +110,16 @@ struct free_deleter_t {
 // zeroed temporary frame, which is then scaled as a progressive picture; otherwise each
 // field is scaled into the destination's matching field (field_select 2 starts with the
 // bottom one).
-void scale_frame_as_fields(const uyvy_plane_t& src, const uyvy_plane_t& dst, uint32_t field_select, const mapping_t* mapping)
-{
+void scale_frame_as_fields(const uyvy_plane_t& src, const uyvy_plane_t& dst, uint32_t field_select,
+                           const mapping_t* mapping) {
     if (field_select != 0) {
         scale_fields(src, dst, mapping, field_select == 2 ? 1 : 0);
         return;
     }
     if (src.m_width == 0 || src.m_height == 0) return;
     const uint64_t row_bytes = (2ull * src.m_width + 31) / 32 * 32;
-    if (row_bytes > std::numeric_limits<uint32_t>::max() || row_bytes > std::numeric_limits<size_t>::max() / src.m_height)
+    if (row_bytes > std::numeric_limits<uint32_t>::max() ||
+        row_bytes > std::numeric_limits<size_t>::max() / src.m_height)
         throw std::length_error("resample_uyvy_aspect_fit: field image too large");
     const size_t bytes = static_cast<size_t>(row_bytes) * src.m_height;
     void* raw = nullptr;
@@ -134,8 +131,8 @@ void scale_frame_as_fields(const uyvy_plane_t& src, const uyvy_plane_t& dst, uin
     scale_single(frame, dst, 0, mapping);
 }
 
-void scale(const uyvy_plane_t& src, const uyvy_plane_t& dst, uint32_t mode, uint32_t field_select, const mapping_t* mapping)
-{
+void scale(const uyvy_plane_t& src, const uyvy_plane_t& dst, uint32_t mode, uint32_t field_select,
+           const mapping_t* mapping) {
     if (mode == 3)
         scale_frame_as_fields(src, dst, field_select, mapping);
     else
@@ -146,12 +143,12 @@ void scale(const uyvy_plane_t& src, const uyvy_plane_t& dst, uint32_t mode, uint
 
 namespace resample {
 
-const uint8_t* uyvy_black_pattern()
-{
+const uint8_t* uyvy_black_pattern() {
     struct pattern_t {
         uint8_t m_bytes[16];
     };
-    static constexpr pattern_t k_black = {{0x80, 0x10, 0x80, 0x10, 0x80, 0x10, 0x80, 0x10, 0x80, 0x10, 0x80, 0x10, 0x80, 0x10, 0x80, 0x10}};
+    static constexpr pattern_t k_black = {
+        {0x80, 0x10, 0x80, 0x10, 0x80, 0x10, 0x80, 0x10, 0x80, 0x10, 0x80, 0x10, 0x80, 0x10, 0x80, 0x10}};
     // Copied once, on first use, under the runtime's thread-safe static initialisation.
     static const pattern_t s_black = k_black;
     return s_black.m_bytes;
@@ -160,10 +157,8 @@ const uint8_t* uyvy_black_pattern()
 }  // namespace resample
 
 void resample_uyvy_aspect_fit(const uint8_t* src, uint32_t src_row_bytes, uint32_t src_width, uint32_t src_height,
-                              uint32_t mode, uint8_t* dst, float src_aspect, float dst_aspect,
-                              uint32_t dst_row_bytes, uint32_t dst_width, uint32_t dst_height,
-                              uint32_t field_select, uint32_t fit_vertically)
-{
+                              uint32_t mode, uint8_t* dst, float src_aspect, float dst_aspect, uint32_t dst_row_bytes,
+                              uint32_t dst_width, uint32_t dst_height, uint32_t field_select, uint32_t fit_vertically) {
     uyvy_plane_t s{const_cast<uint8_t*>(src), src_row_bytes, src_width, src_height};
     uyvy_plane_t d{dst, dst_row_bytes, dst_width, dst_height};
     if (s.m_p_data == nullptr || d.m_p_data == nullptr) return;

@@ -18,7 +18,9 @@ namespace {
 constexpr size_t k_stack_row_bytes = k_batch_rows * (2 * 2048 + k_row_slack + 32);
 constexpr size_t k_stack_table_bytes = sizeof(coefficient_group_t) * (2 * 4096 / 16);
 
-inline const uint8_t* src_row(const uyvy_plane_t& p, int64_t r) { return p.m_p_data + static_cast<size_t>(r) * p.m_row_bytes; }
+inline const uint8_t* src_row(const uyvy_plane_t& p, int64_t r) {
+    return p.m_p_data + static_cast<size_t>(r) * p.m_row_bytes;
+}
 
 // Where one destination row comes from: source rows m_r0 and m_r1 (clamped) blended at
 // m_phase; a phase below 3 means row m_r0 alone.
@@ -28,8 +30,7 @@ struct row_source_t {
     uint32_t m_phase = 0;
 };
 
-bool same_blend_rows(const row_source_t& a, const row_source_t& b)
-{
+bool same_blend_rows(const row_source_t& a, const row_source_t& b) {
     return a.m_phase >= 3 && b.m_phase >= 3 && a.m_r0 == b.m_r0 && a.m_r1 == b.m_r1;
 }
 
@@ -37,8 +38,8 @@ bool same_blend_rows(const row_source_t& a, const row_source_t& b)
 // k_batch_rows, ending early rather than split two rows that blend the same source rows, which
 // are blended together. Fills in the sources of the rows after the first; returns the count.
 template <typename source_fn>
-uint32_t gather_batch(const source_fn& source_of, uint32_t y, uint32_t height, row_source_t (&batch)[k_batch_rows + 1])
-{
+uint32_t gather_batch(const source_fn& source_of, uint32_t y, uint32_t height,
+                      row_source_t (&batch)[k_batch_rows + 1]) {
     uint32_t count = 1;
     for (; count < k_batch_rows && y + count < height; ++count) {
         batch[count] = source_of(y + count);
@@ -53,9 +54,8 @@ uint32_t gather_batch(const source_fn& source_of, uint32_t y, uint32_t height, r
 
 }  // namespace
 
-void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_mapping_t& mx,
-                  const axis_mapping_t& my, bool x_remapped, bool y_remapped, const row_functions_t& rows)
-{
+void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_mapping_t& mx, const axis_mapping_t& my,
+                  bool x_remapped, bool y_remapped, const row_functions_t& rows) {
     const bool horizontal = x_remapped || dst.m_width != src.m_width;
     const bool vertical = y_remapped || dst.m_height != src.m_height;
     const uint32_t src_bytes = 2 * src.m_width;
@@ -68,7 +68,8 @@ void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_m
     map.m_dst_width = dst.m_width;
 
     coefficient_table_t table;
-    scratch_t<k_stack_table_bytes> table_memory(horizontal ? sizeof(coefficient_group_t) * coefficient_group_count(dst.m_width) : 0);
+    scratch_t<k_stack_table_bytes> table_memory(
+        horizontal ? sizeof(coefficient_group_t) * coefficient_group_count(dst.m_width) : 0);
     if (horizontal) {
         table.m_p_groups = reinterpret_cast<coefficient_group_t*>(table_memory.data());
         build_coefficient_table(map, mx.m_scale, table);
@@ -86,7 +87,9 @@ void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_m
     // vertically prepared row when it feeds the horizontal pass, or a copy of a source row whose
     // tail the horizontal pass may not read in place. Their slack is zeroed so that loads past
     // the row read defined bytes.
-    const size_t buffer_bytes = size_t{src_bytes} + std::max<size_t>(k_row_slack, table.m_read_end > src_bytes ? table.m_read_end - src_bytes + 16 : 0);
+    const size_t buffer_bytes =
+        size_t{src_bytes} +
+        std::max<size_t>(k_row_slack, table.m_read_end > src_bytes ? table.m_read_end - src_bytes + 16 : 0);
     const size_t buffer_stride = (buffer_bytes + 31) & ~size_t{31};
     const uint32_t buffer_count = fused ? 1 : k_batch_rows;
     scratch_t<k_stack_row_bytes> row_memory(horizontal ? buffer_count * buffer_stride : 0);
@@ -115,7 +118,9 @@ void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_m
     };
     const auto out_row = [&](uint32_t y) { return dst.m_p_data + static_cast<size_t>(y) * dst.m_row_bytes; };
     // Bytes a vector load may read from row r without leaving the image.
-    const auto readable = [&](int64_t row) { return row < last_row ? size_t{src.m_row_bytes} + src_bytes : size_t{src_bytes}; };
+    const auto readable = [&](int64_t row) {
+        return row < last_row ? size_t{src.m_row_bytes} + src_bytes : size_t{src_bytes};
+    };
 
     // The row the horizontal pass reads for one destination row: blended into the buffer, or
     // the source row in place when every load stays inside this row or the next one. An odd
@@ -138,7 +143,8 @@ void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_m
         const row_source_t s = source_of(y);
         if (!horizontal) {
             if (s.m_phase >= 3)
-                rows.m_p_blend_to_destination(src_row(src, s.m_r0), src_row(src, s.m_r1), out_row(y), dst_bytes, s.m_phase);
+                rows.m_p_blend_to_destination(src_row(src, s.m_r0), src_row(src, s.m_r1), out_row(y), dst_bytes,
+                                              s.m_phase);
             else
                 std::memcpy(out_row(y), src_row(src, s.m_r0), dst_bytes);
             ++y;
@@ -161,8 +167,8 @@ void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_m
         for (uint32_t i = 0; i < count; ++i) {
             outs[i] = out_row(y + i);
             if (i + 1 < count && same_blend_rows(batch[i], batch[i + 1])) {
-                rows.m_p_blend_pair_to_buffers(src_row(src, batch[i].m_r0), src_row(src, batch[i].m_r1), buffers[i], buffers[i + 1], src_bytes,
-                                               batch[i].m_phase, batch[i + 1].m_phase);
+                rows.m_p_blend_pair_to_buffers(src_row(src, batch[i].m_r0), src_row(src, batch[i].m_r1), buffers[i],
+                                               buffers[i + 1], src_bytes, batch[i].m_phase, batch[i + 1].m_phase);
                 prepared[i] = buffers[i];
                 prepared[i + 1] = buffers[i + 1];
                 outs[i + 1] = out_row(y + i + 1);

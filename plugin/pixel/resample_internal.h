@@ -38,16 +38,16 @@ struct alignas(16) coefficient_group_t {
 };
 
 struct coefficient_table_t {
-    uint8_t m_layout = 0;            // 0 or 1, see coefficient_group_t
-    uint32_t m_group_count = 0;      // ceil(2 * destination width / 16)
-    size_t m_read_end = 0;           // one past the last source byte any group loads
+    uint8_t m_layout = 0;        // 0 or 1, see coefficient_group_t
+    uint32_t m_group_count = 0;  // ceil(2 * destination width / 16)
+    size_t m_read_end = 0;       // one past the last source byte any group loads
     coefficient_group_t* m_p_groups = nullptr;
 };
 
 // Everything the horizontal pass needs for one destination row.
 struct horizontal_map_t {
-    int32_t m_x0 = 0;          // truncate(x offset * 65536)
-    int32_t m_step = 65536;    // truncate(x scale * 65536)
+    int32_t m_x0 = 0;        // truncate(x offset * 65536)
+    int32_t m_step = 65536;  // truncate(x scale * 65536)
     uint32_t m_src_width = 0;
     uint32_t m_dst_width = 0;
     const coefficient_table_t* m_p_table = nullptr;
@@ -63,7 +63,9 @@ struct tap_t {
 tap_t horizontal_tap(const horizontal_map_t& map, uint32_t dst_byte);
 
 // Number of groups the table of a destination width needs.
-inline uint32_t coefficient_group_count(uint32_t dst_width) { return static_cast<uint32_t>((2ull * dst_width + 15) / 16); }
+inline uint32_t coefficient_group_count(uint32_t dst_width) {
+    return static_cast<uint32_t>((2ull * dst_width + 15) / 16);
+}
 
 // Fills table.m_p_groups (coefficient_group_count entries) for the map; picks the layout.
 void build_coefficient_table(const horizontal_map_t& map, float x_scale, coefficient_table_t& table);
@@ -75,9 +77,11 @@ constexpr uint32_t k_batch_rows = 6;
 // the same bytes. "bytes" counts bytes of the row written.
 struct row_functions_t {
     // out = (top * (64 - phase) + bottom * phase) >> 6, per byte; out is a row buffer.
-    void (*m_p_blend_to_buffer)(const uint8_t* top, const uint8_t* bottom, uint8_t* out, uint32_t bytes, uint32_t phase);
+    void (*m_p_blend_to_buffer)(const uint8_t* top, const uint8_t* bottom, uint8_t* out, uint32_t bytes,
+                                uint32_t phase);
     // The same, written straight into a destination row.
-    void (*m_p_blend_to_destination)(const uint8_t* top, const uint8_t* bottom, uint8_t* out, uint32_t bytes, uint32_t phase);
+    void (*m_p_blend_to_destination)(const uint8_t* top, const uint8_t* bottom, uint8_t* out, uint32_t bytes,
+                                     uint32_t phase);
     // Horizontal pass of 2 * map.m_dst_width bytes. src may be read up to table.m_read_end.
     void (*m_p_horizontal)(const uint8_t* src, uint8_t* dst, const horizontal_map_t& map);
     // 2x2 average: dst byte = avg(avg(s1, t1), avg(s2, t2)), avg(x, y) = (x + y + 1) >> 1.
@@ -98,15 +102,17 @@ struct row_functions_t {
     // of m_p_horizontal run on the row m_p_blend_to_buffer(top, bottom, phase) would give,
     // without that row ever being stored. Only for a table of layout 0; top and bottom may be
     // read up to table.m_read_end.
-    void (*m_p_blend_horizontal)(const uint8_t* top, const uint8_t* bottom, uint32_t phase, uint8_t* dst, const horizontal_map_t& map);
+    void (*m_p_blend_horizontal)(const uint8_t* top, const uint8_t* bottom, uint32_t phase, uint8_t* dst,
+                                 const horizontal_map_t& map);
     // Two destination rows blended from the same two source rows: out0 and out1 get the bytes
     // of m_p_blend_to_buffer at phase0 and at phase1, the source bytes loaded once for both.
     // out0 and out1 are row buffers.
-    void (*m_p_blend_pair_to_buffers)(const uint8_t* top, const uint8_t* bottom, uint8_t* out0, uint8_t* out1, uint32_t bytes,
-                                      uint32_t phase0, uint32_t phase1);
+    void (*m_p_blend_pair_to_buffers)(const uint8_t* top, const uint8_t* bottom, uint8_t* out0, uint8_t* out1,
+                                      uint32_t bytes, uint32_t phase0, uint32_t phase1);
     // The horizontal pass of count (1 to k_batch_rows) rows at once: dst[i] gets the bytes of
     // m_p_horizontal on src[i], each group's coefficients loaded once for all the rows.
-    void (*m_p_horizontal_rows)(const uint8_t* const src[], uint8_t* const dst[], uint32_t count, const horizontal_map_t& map);
+    void (*m_p_horizontal_rows)(const uint8_t* const src[], uint8_t* const dst[], uint32_t count,
+                                const horizontal_map_t& map);
 };
 
 const row_functions_t& reference_row_functions();
@@ -126,14 +132,13 @@ constexpr int8_t k_two_thirds_chroma[2][4] = {{21, 78, 40, -11}, {-5, 56, 71, 6}
 constexpr size_t k_row_slack = 64;
 
 // The passes of the kernel, each for the whole picture.
-void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_mapping_t& mx,
-                  const axis_mapping_t& my, bool x_remapped, bool y_remapped, const row_functions_t& rows);
+void general_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const axis_mapping_t& mx, const axis_mapping_t& my,
+                  bool x_remapped, bool y_remapped, const row_functions_t& rows);
 void halving_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const row_functions_t& rows);
 void two_thirds_path(const uyvy_plane_t& src, const uyvy_plane_t& dst, const row_functions_t& rows);
 
 // True when the plane is aligned for 16-byte vector access on every row.
-inline bool plane_is_aligned(const uyvy_plane_t& p)
-{
+inline bool plane_is_aligned(const uyvy_plane_t& p) {
     return (reinterpret_cast<uintptr_t>(p.m_p_data) & 15u) == 0 && (p.m_row_bytes & 15u) == 0;
 }
 

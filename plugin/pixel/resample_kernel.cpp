@@ -6,8 +6,7 @@ namespace Drivers::Mac::ZAV::VirtualCamera {
 
 using namespace resample;
 
-void resample_uyvy_kernel(const uyvy_plane_t& src, const uyvy_plane_t& dst, const float* scales, const float* offsets)
-{
+void resample_uyvy_kernel(const uyvy_plane_t& src, const uyvy_plane_t& dst, const float* scales, const float* offsets) {
     // Empty images, and descriptors whose rows overlap, scale nothing.
     if (src.m_width == 0 || src.m_height == 0 || dst.m_width == 0 || dst.m_height == 0) return;
     if (src.m_p_data == nullptr || dst.m_p_data == nullptr) return;
@@ -38,9 +37,8 @@ void resample_uyvy_kernel(const uyvy_plane_t& src, const uyvy_plane_t& dst, cons
     general_path(src, dst, mx, my, x_remapped, y_remapped, rows);
 }
 
-void resample_uyvy(const uint8_t* src, uint32_t src_row_bytes, uint32_t src_width, uint32_t src_height,
-                   uint8_t* dst, uint32_t dst_row_bytes, uint32_t dst_width, uint32_t dst_height)
-{
+void resample_uyvy(const uint8_t* src, uint32_t src_row_bytes, uint32_t src_width, uint32_t src_height, uint8_t* dst,
+                   uint32_t dst_row_bytes, uint32_t dst_width, uint32_t dst_height) {
     // The descriptor type serves both images; the source is never written through it.
     const uyvy_plane_t s{const_cast<uint8_t*>(src), src_row_bytes, src_width, src_height};
     const uyvy_plane_t d{dst, dst_row_bytes, dst_width, dst_height};

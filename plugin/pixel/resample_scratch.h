@@ -11,8 +11,7 @@ namespace Drivers::Mac::ZAV::VirtualCamera::resample {
 template <size_t stack_bytes>
 class scratch_t {
 public:
-    explicit scratch_t(size_t bytes)
-    {
+    explicit scratch_t(size_t bytes) {
         if (bytes <= stack_bytes) {
             m_p_data = m_stack;
         } else {

@@ -106,7 +106,8 @@ protected:
         use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
         m_device = find_test_camera();
         ASSERT_NE(m_device, kCMIOObjectUnknown) << "the test camera was not loaded from " ZAV_TEST_PLUGIN_DIR;
-        std::vector<CMIOObjectID> streams = read_ids(m_device, kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput);
+        std::vector<CMIOObjectID> streams =
+            read_ids(m_device, kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput);
         ASSERT_EQ(streams.size(), 1u);
         m_stream = streams[0];
     }
@@ -222,7 +223,8 @@ struct recorder_t {
     std::mutex m_mutex;
     std::vector<std::pair<CMIOObjectID, CMIOObjectPropertySelector>> m_calls;
 
-    static OSStatus listener(CMIOObjectID object, UInt32 count, const CMIOObjectPropertyAddress addresses[], void* data) {
+    static OSStatus listener(CMIOObjectID object, UInt32 count, const CMIOObjectPropertyAddress addresses[],
+                             void* data) {
         auto* self = static_cast<recorder_t*>(data);
         std::lock_guard<std::mutex> lock(self->m_mutex);
         for (UInt32 i = 0; i < count; ++i) self->m_calls.emplace_back(object, addresses[i].mSelector);
@@ -255,7 +257,8 @@ TEST_F(dal_client_t, system_settings_are_checked_global_only_and_heard_when_chan
     ASSERT_EQ(CMIOObjectAddPropertyListener(system, &allow, recorder_t::listener, &recorder), noErr);
     UInt32 off = 0;
     UInt16 small = 1;
-    for (int i = 0; i < 2; ++i) ASSERT_EQ(CMIOObjectSetPropertyData(system, &allow, 0, nullptr, sizeof off, &off), noErr);
+    for (int i = 0; i < 2; ++i)
+        ASSERT_EQ(CMIOObjectSetPropertyData(system, &allow, 0, nullptr, sizeof off, &off), noErr);
     EXPECT_EQ(read<UInt32>(system, kCMIOHardwarePropertyAllowScreenCaptureDevices), 0u);
     EXPECT_EQ(recorder.size(), 1u) << "setting the same value again is no change";
     CMIOObjectRemovePropertyListener(system, &allow, recorder_t::listener, &recorder);
@@ -270,7 +273,8 @@ TEST_F(dal_client_t, system_settings_are_checked_global_only_and_heard_when_chan
 
 TEST_F(dal_client_t, notices_reach_matching_listeners_until_removed) {
     recorder_t rate_only, any, name_only, device_list;
-    const CMIOObjectPropertyAddress rate = address(kCMIOStreamPropertyFrameRate), name = address(kCMIOObjectPropertyName);
+    const CMIOObjectPropertyAddress rate = address(kCMIOStreamPropertyFrameRate),
+                                    name = address(kCMIOObjectPropertyName);
     const CMIOObjectPropertyAddress devices = address(kCMIOHardwarePropertyDevices);
     const CMIOObjectPropertyAddress wildcard{kCMIOObjectPropertySelectorWildcard, kCMIOObjectPropertyScopeWildcard,
                                              kCMIOObjectPropertyElementWildcard};
@@ -308,7 +312,8 @@ TEST_F(dal_client_t, notices_reach_matching_listeners_until_removed) {
 
     // Device-list listeners hear a second plug-in (here: plug-in-side calls made directly)
     // publish a device and retire it.
-    ASSERT_EQ(CMIOObjectAddPropertyListener(kCMIOObjectSystemObject, &devices, recorder_t::listener, &device_list), noErr);
+    ASSERT_EQ(CMIOObjectAddPropertyListener(kCMIOObjectSystemObject, &devices, recorder_t::listener, &device_list),
+              noErr);
     CMIOObjectID extra = kCMIOObjectUnknown;
     ASSERT_EQ(CMIOObjectCreate(nullptr, kCMIOObjectSystemObject, kCMIODeviceClassID, &extra), noErr);
     ASSERT_EQ(CMIOObjectsPublishedAndDied(nullptr, kCMIOObjectSystemObject, 1, &extra, 0, nullptr), noErr);
@@ -373,7 +378,8 @@ TEST_F(dal_client_t, samples_carry_image_timing_sequence_and_flags_until_stop) {
         ASSERT_NE(image, nullptr);
         EXPECT_EQ(CVPixelBufferGetWidth(image), 64u);
         EXPECT_EQ(CVPixelBufferGetHeight(image), 48u);
-        const CMVideoDimensions size = CMVideoFormatDescriptionGetDimensions(CMSampleBufferGetFormatDescription(sample));
+        const CMVideoDimensions size =
+            CMVideoFormatDescriptionGetDimensions(CMSampleBufferGetFormatDescription(sample));
         EXPECT_TRUE(size.width == 64 && size.height == 48) << size.width << "x" << size.height;
         CFRelease(sample);
     }
@@ -422,7 +428,8 @@ TEST(dal_threads, first_calls_load_once_and_concurrent_calls_agree) {
         });
     go = true;
     const CMIOObjectID device = find_test_camera();
-    const std::vector<CMIOObjectID> streams = read_ids(device, kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput);
+    const std::vector<CMIOObjectID> streams =
+        read_ids(device, kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput);
     for (int n = 0; n < 5 && !streams.empty(); ++n) {
         failures += CMIODeviceStartStream(device, streams[0]) != noErr;
         std::this_thread::sleep_for(5ms);
@@ -474,7 +481,8 @@ TEST(dal_bundles, broken_bundles_are_skipped_with_one_line_each_and_the_working_
         {"MissingFactory", info_plist("Broken", "NoSuchFactory"), factories, "NoSuchFactory not found"},
         {"NullFactory", info_plist("Broken", "BrokenFactoryReturnsNull"), factories, "returned no plug-in"},
         {"RefusesInterface", info_plist("Broken", "BrokenFactoryRefusesInterface"), factories, "refused"},
-        {"FailsToInitialize", info_plist("Broken", "BrokenFactoryFailsToInitialize"), factories, "failed to initialise"},
+        {"FailsToInitialize", info_plist("Broken", "BrokenFactoryFailsToInitialize"), factories,
+         "failed to initialise"},
         {"GarbagePlist", "this is not a property list", factories, "not a property list"},
         {"NoPlist", "", nullptr, "Info.plist is missing"},
         {"NotALibrary", info_plist("Broken", "Factory"), "not an executable", "cannot load executable"},
@@ -487,8 +495,10 @@ TEST(dal_bundles, broken_bundles_are_skipped_with_one_line_each_and_the_working_
         fs::create_directories(contents + "/MacOS");
         if (!bundle.m_plist.empty()) std::ofstream(contents + "/Info.plist") << bundle.m_plist;
         if (bundle.m_executable == nullptr) continue;
-        if (fs::exists(bundle.m_executable)) fs::copy_file(bundle.m_executable, contents + "/MacOS/Broken");
-        else std::ofstream(contents + "/MacOS/Broken") << bundle.m_executable;
+        if (fs::exists(bundle.m_executable))
+            fs::copy_file(bundle.m_executable, contents + "/MacOS/Broken");
+        else
+            std::ofstream(contents + "/MacOS/Broken") << bundle.m_executable;
     }
     // Neither of these is a bundle, so neither is mentioned.
     std::ofstream(folder + "/notes.txt") << "hello";

@@ -25,7 +25,7 @@ CMIOHardwarePlugInRef fake_plugin() {
 }
 
 const CMIOObjectPropertyAddress k_name{kCMIOObjectPropertyName, kCMIOObjectPropertyScopeGlobal,
-                                      kCMIOObjectPropertyElementMain};
+                                       kCMIOObjectPropertyElementMain};
 
 // The test camera is in the search path, so a plug-in-side call that loaded plug-ins would show
 // up as extra records in every test here.
@@ -100,7 +100,8 @@ TEST_F(plugin_side_t, publishing_and_property_changes_are_checked_and_recorded_i
     EXPECT_EQ(records[1].published, std::vector<CMIOObjectID>{device});
     EXPECT_EQ(records[1].died, std::vector<CMIOObjectID>{streams[1]});
 
-    const CMIOObjectPropertyAddress changed[2] = {k_name, {kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput, 2}};
+    const CMIOObjectPropertyAddress changed[2] = {k_name,
+                                                  {kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput, 2}};
     ASSERT_EQ(CMIOObjectPropertiesChanged(nullptr, device, 2, changed), noErr);
     EXPECT_EQ(CMIOObjectPropertiesChanged(nullptr, device, 1, nullptr), kCMIOHardwareIllegalOperationError);
     std::vector<probe::properties_changed_t> changes = probe::properties_changed();
@@ -204,7 +205,8 @@ TEST_F(plugin_side_t, stream_clock_extrapolates_records_and_refuses_bad_events) 
         {CMTimeMake(2, 30), clock},       // an invalidated clock
     };
     for (const auto& [time, to] : refused)
-        EXPECT_EQ(CMIOStreamClockPostTimingEvent(time, 43, false, to), kCMIOHardwareIllegalOperationError) << time.value;
+        EXPECT_EQ(CMIOStreamClockPostTimingEvent(time, 43, false, to), kCMIOHardwareIllegalOperationError)
+            << time.value;
     EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(43, clock)));
     const std::vector<probe::clock_event_t> events = probe::clock_events();
     ASSERT_EQ(events.size(), 7u);

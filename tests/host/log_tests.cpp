@@ -16,15 +16,13 @@ using namespace Drivers::Mac::ZAV;
 
 namespace {
 
-std::string prefix_for_this_thread(const char* token)
-{
+std::string prefix_for_this_thread(const char* token) {
     uint64_t thread_id = 0;
     pthread_threadid_np(nullptr, &thread_id);
     return "[" + std::string(token) + " " + std::to_string(getpid()) + " : " + std::to_string(thread_id) + "] ";
 }
 
-__attribute__((format(printf, 1, 2))) std::string format_through_va_list(const char* format, ...)
-{
+__attribute__((format(printf, 1, 2))) std::string format_through_va_list(const char* format, ...) {
     va_list args;
     va_start(args, format);
     std::string text = sprintf_args(format, args);
@@ -34,8 +32,7 @@ __attribute__((format(printf, 1, 2))) std::string format_through_va_list(const c
 
 class log_test : public zav_test::cf_leak_fixture_t {};
 
-TEST_F(log_test, notice_lines_carry_the_token_process_and_thread_and_stay_whole_across_threads)
-{
+TEST_F(log_test, notice_lines_carry_the_token_process_and_thread_and_stay_whole_across_threads) {
     const std::string long_text(100000, 'x');
     zav_log("value %d of %s", 7, "seven");
     zav_log("%s", "");
@@ -61,11 +58,9 @@ TEST_F(log_test, notice_lines_carry_the_token_process_and_thread_and_stay_whole_
     for (int t = 0; t < thread_count; ++t)
         threads.emplace_back([t, &prefixes] {
             prefixes[t] = prefix_for_this_thread("ZAVVC1");
-            for (int i = 0; i < lines_per_thread; ++i)
-                zav_log("thread %d line %d", t, i);
+            for (int i = 0; i < lines_per_thread; ++i) zav_log("thread %d line %d", t, i);
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(std::set<std::string>(prefixes.begin(), prefixes.end()).size(), size_t(thread_count));
     lines = zav_test::log_lines();
     ASSERT_EQ(lines.size(), size_t(thread_count * lines_per_thread));
@@ -80,10 +75,11 @@ TEST_F(log_test, notice_lines_carry_the_token_process_and_thread_and_stay_whole_
     }
 }
 
-TEST(string_utils_test, sprintf_args_formats_to_the_exact_length_and_fourcc_stops_at_zero)
-{
+TEST(string_utils_test, sprintf_args_formats_to_the_exact_length_and_fourcc_stops_at_zero) {
     const std::string long_text(70000, 'y');
-    const struct { std::string expected, actual; } cases[] = {
+    const struct {
+        std::string expected, actual;
+    } cases[] = {
         {"", format_through_va_list("%s", "")},
         {"-12 4294967295 18446744073709551615",
          format_through_va_list("%d %u %llu", -12, 4294967295u, 18446744073709551615ull)},
@@ -96,21 +92,22 @@ TEST(string_utils_test, sprintf_args_formats_to_the_exact_length_and_fourcc_stop
         EXPECT_EQ(c.actual, c.expected) << "sizes " << c.actual.size() << " and " << c.expected.size();
 
     // Most significant byte first, up to the first zero byte.
-    const struct { uint32_t code; std::string text; } codes[] = {{0x77686174, "what"}, {0, ""}, {0x61000062, "a"},
-        {0x00616263, ""}, {0x61626300, "abc"}, {0xFF7F0109, std::string("\xFF\x7F\x01\x09")}};
-    for (const auto& c : codes)
-        EXPECT_EQ(fourCC_to_string(c.code), c.text) << std::hex << c.code;
+    const struct {
+        uint32_t code;
+        std::string text;
+    } codes[] = {{0x77686174, "what"}, {0, ""},
+                 {0x61000062, "a"},    {0x00616263, ""},
+                 {0x61626300, "abc"},  {0xFF7F0109, std::string("\xFF\x7F\x01\x09")}};
+    for (const auto& c : codes) EXPECT_EQ(fourCC_to_string(c.code), c.text) << std::hex << c.code;
 }
 
-TEST_F(log_test, create_string_ref_round_trips_utf8_for_the_caller_and_refuses_invalid_utf8)
-{
+TEST_F(log_test, create_string_ref_round_trips_utf8_for_the_caller_and_refuses_invalid_utf8) {
     for (const char* text : {"Mivora", "", "Grüße, カメラ", "\xC3\x28", "\xFF"}) {
         const bool valid = text[0] != '\xC3' && text[0] != '\xFF';
         CFStringRef string = create_string_ref(text);
         char buffer[64] = {};
         ASSERT_EQ(string != nullptr, valid) << text;
-        if (!valid)
-            continue;
+        if (!valid) continue;
         EXPECT_EQ(CFGetRetainCount(string), 1) << text;
         EXPECT_TRUE(CFStringGetCString(string, buffer, sizeof(buffer), kCFStringEncodingUTF8)) << text;
         EXPECT_STREQ(buffer, text);

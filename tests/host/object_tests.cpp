@@ -30,8 +30,12 @@ constexpr OSStatus k_host_failure = kCMIOHardwareIllegalOperationError;
 constexpr CMIOObjectID k_system = kCMIOObjectSystemObject;
 constexpr CMIOObjectPropertyScope k_global = kCMIOObjectPropertyScopeGlobal;
 const std::string k_called = "get_property for kCMIOObjectPropertyOwnedObjects called on adev";
-std::string excluded(const char* scope) { return k_called + " with scope " + scope + " excluding item"; }
-std::string filtered(const char* class_id) { return k_called + " for " + class_id; }
+std::string excluded(const char* scope) {
+    return k_called + " with scope " + scope + " excluding item";
+}
+std::string filtered(const char* class_id) {
+    return k_called + " for " + class_id;
+}
 
 class test_object_t : public cmio_object_t {
 public:
@@ -43,8 +47,7 @@ public:
     CMIOObjectPropertyScope get_scope() const override { return m_scope; }
     // Stands in for the host's id assignment where the host is not what is tested.
     void set_object_id(CMIOObjectID object_id) { m_object_id = object_id; }
-    std::list<base_t*> owned_objects() const
-    {
+    std::list<base_t*> owned_objects() const {
         std::lock_guard<std::mutex> lock(m_mutex);
         return m_owned_objects;
     }
@@ -53,23 +56,19 @@ private:
     const CMIOObjectPropertyScope m_scope;
 };
 
-CMIOObjectPropertyAddress address_of(CMIOObjectPropertySelector selector, CMIOObjectPropertyScope scope = k_global)
-{
+CMIOObjectPropertyAddress address_of(CMIOObjectPropertySelector selector, CMIOObjectPropertyScope scope = k_global) {
     return CMIOObjectPropertyAddress{selector, scope, 0};  // element 0 is the main element
 }
 
 // Any distinct address serves as the plug-in reference: objects only pass it to the host.
-CMIOHardwarePlugInRef fake_plugin_ref()
-{
+CMIOHardwarePlugInRef fake_plugin_ref() {
     static CMIOHardwarePlugInInterface* table = nullptr;
     return &table;
 }
 
-std::vector<call_t> published_and_died()
-{
+std::vector<call_t> published_and_died() {
     std::vector<call_t> calls;
-    for (const auto& call : probe::published_and_died())
-        calls.emplace_back(call.owner_id, call.published, call.died);
+    for (const auto& call : probe::published_and_died()) calls.emplace_back(call.owner_id, call.published, call.died);
     return calls;
 }
 
@@ -84,10 +83,8 @@ protected:
     test_object_t m_device{'adev', fake_plugin_ref()};
 
     // Bytes the size query reports; the qualifier size defaults to the whole filter.
-    UInt32 owned_size(CMIOObjectPropertyScope scope, const filter_t& filter, UInt32 qualifier_size = ~0u)
-    {
-        if (qualifier_size == ~0u)
-            qualifier_size = UInt32(filter.size() * sizeof(CMIOClassID));
+    UInt32 owned_size(CMIOObjectPropertyScope scope, const filter_t& filter, UInt32 qualifier_size = ~0u) {
+        if (qualifier_size == ~0u) qualifier_size = UInt32(filter.size() * sizeof(CMIOClassID));
         UInt32 used = 0xFFFFFFFF;
         EXPECT_EQ(m_device.get_property(address_of(kCMIOObjectPropertyOwnedObjects, scope), qualifier_size,
                                         filter.empty() ? nullptr : filter.data(), 0, &used, nullptr),
@@ -96,10 +93,13 @@ protected:
     }
 };
 
-TEST_F(object_test, fixed_sizes_are_reported_and_every_other_size_is_refused)
-{
+TEST_F(object_test, fixed_sizes_are_reported_and_every_other_size_is_refused) {
     // The call line is written first by every get_property call for the property.
-    const struct { CMIOObjectPropertySelector selector; UInt32 size; lines_t call_line; } properties[] = {
+    const struct {
+        CMIOObjectPropertySelector selector;
+        UInt32 size;
+        lines_t call_line;
+    } properties[] = {
         {kCMIOObjectPropertyClass, 4, {"get_property for kObjectPropertyClass"}},
         {kCMIOObjectPropertyOwner, 4, {"get_property for kObjectPropertyOwner"}},
         {kCMIOObjectPropertyManufacturer, 8, {}},
@@ -135,12 +135,12 @@ TEST_F(object_test, fixed_sizes_are_reported_and_every_other_size_is_refused)
     }
 }
 
-TEST_F(object_test, class_owner_and_manufacturer_values)
-{
+TEST_F(object_test, class_owner_and_manufacturer_values) {
     m_device.set_object_id(42);
     // The owner of an object without owner is the system object.
     const std::tuple<base_t*, CMIOObjectPropertySelector, UInt32> cases[] = {
-        {&m_stream, kCMIOObjectPropertyClass, 'astr'}, {&m_stream, kCMIOObjectPropertyOwner, 42},
+        {&m_stream, kCMIOObjectPropertyClass, 'astr'},
+        {&m_stream, kCMIOObjectPropertyOwner, 42},
         {&m_device, kCMIOObjectPropertyOwner, 1}};
     for (const auto& [object, selector, expected] : cases) {
         UInt32 value = 0, used = 0;
@@ -160,13 +160,18 @@ TEST_F(object_test, class_owner_and_manufacturer_values)
     EXPECT_TRUE(log_messages().empty());
 }
 
-TEST_F(object_test, listeners_are_settable_read_only_ones_refuse_writes_unknown_ones_refuse_all)
-{
+TEST_F(object_test, listeners_are_settable_read_only_ones_refuse_writes_unknown_ones_refuse_all) {
     enum kind_t { listener, read_only, unknown };
-    const struct { CMIOObjectPropertySelector selector; kind_t kind; } cases[] = {
-        {kCMIOObjectPropertyListenerAdded, listener}, {kCMIOObjectPropertyListenerRemoved, listener},
-        {kCMIOObjectPropertyClass, read_only},        {kCMIOObjectPropertyOwner, read_only},
-        {kCMIOObjectPropertyOwnedObjects, read_only}, {kCMIOObjectPropertyManufacturer, read_only},
+    const struct {
+        CMIOObjectPropertySelector selector;
+        kind_t kind;
+    } cases[] = {
+        {kCMIOObjectPropertyListenerAdded, listener},
+        {kCMIOObjectPropertyListenerRemoved, listener},
+        {kCMIOObjectPropertyClass, read_only},
+        {kCMIOObjectPropertyOwner, read_only},
+        {kCMIOObjectPropertyOwnedObjects, read_only},
+        {kCMIOObjectPropertyManufacturer, read_only},
         {kCMIOObjectPropertyName, unknown},  // answered by each derived class, never by the base
         {'zzzz', unknown},
     };
@@ -192,14 +197,12 @@ TEST_F(object_test, listeners_are_settable_read_only_ones_refuse_writes_unknown_
         EXPECT_EQ(m_stream.set_property(address_of(c.selector), 0, nullptr, sizeof(listened), &listened, changed),
                   c.kind == listener ? 0 : kCMIOHardwareUnknownPropertyError);
         EXPECT_FALSE(changed) << "cleared first";
-        if (c.kind != listener)
-            lines.push_back("set_property : unkwown property " + name);
+        if (c.kind != listener) lines.push_back("set_property : unkwown property " + name);
         EXPECT_EQ(log_messages(), lines);
     }
 }
 
-TEST(object_base_entries_test, plain_base_entries_answer_without_a_published_check)
-{
+TEST(object_base_entries_test, plain_base_entries_answer_without_a_published_check) {
     // Objects that are not host objects (the plug-in itself) use the base entries directly.
     base_t plugin_object('aplg', nullptr);
     clear_log();
@@ -211,7 +214,8 @@ TEST(object_base_entries_test, plain_base_entries_answer_without_a_published_che
               0);
     EXPECT_EQ(std::make_tuple(size, used, class_id), std::make_tuple(4u, 4u, CMIOClassID('aplg')));
     const std::tuple<CMIOObjectPropertySelector, OSStatus, Boolean> settables[] = {
-        {kCMIOObjectPropertyClass, 0, false}, {kCMIOObjectPropertyListenerAdded, 0, true},
+        {kCMIOObjectPropertyClass, 0, false},
+        {kCMIOObjectPropertyListenerAdded, 0, true},
         {'zzzz', kCMIOHardwareUnknownPropertyError, false}};
     for (const auto& [selector, status, expected] : settables) {
         Boolean settable = !expected;
@@ -234,8 +238,7 @@ TEST(object_base_entries_test, plain_base_entries_answer_without_a_published_che
     EXPECT_FALSE(base_t('astr', nullptr).is_class(0));
 }
 
-TEST_F(owned_objects_test, fetch_with_a_buffer_stops_at_the_first_match_without_storing)
-{
+TEST_F(owned_objects_test, fetch_with_a_buffer_stops_at_the_first_match_without_storing) {
     // Kept as the walk has always behaved: the reversed capacity test stores nothing, reports 0 bytes.
     test_object_t first(kCMIOStreamClassID, &m_device), second(kCMIOStreamClassID, &m_device);
     first.set_object_id(100);
@@ -254,8 +257,7 @@ TEST_F(owned_objects_test, fetch_with_a_buffer_stops_at_the_first_match_without_
     }
 }
 
-TEST_F(owned_objects_test, scope_is_checked_first_then_each_filter_entry_until_one_matches)
-{
+TEST_F(owned_objects_test, scope_is_checked_first_then_each_filter_entry_until_one_matches) {
     test_object_t input(kCMIOStreamClassID, &m_device, kCMIODevicePropertyScopeInput);
     test_object_t output(kCMIOStreamClassID, &m_device, kCMIODevicePropertyScopeOutput);
     test_object_t control(kCMIOControlClassID, &m_device);
@@ -297,8 +299,7 @@ TEST_F(owned_objects_test, scope_is_checked_first_then_each_filter_entry_until_o
     EXPECT_TRUE(m_device.unpublish());
 }
 
-TEST_F(owned_objects_test, children_join_in_order_leave_on_destruction_and_are_found_depth_first)
-{
+TEST_F(owned_objects_test, children_join_in_order_leave_on_destruction_and_are_found_depth_first) {
     test_object_t stream(kCMIOStreamClassID, &m_device);
     auto control = std::make_unique<test_object_t>(kCMIOControlClassID, &m_device);
     test_object_t control_of_stream(kCMIOControlClassID, &stream);
@@ -321,8 +322,7 @@ TEST_F(owned_objects_test, children_join_in_order_leave_on_destruction_and_are_f
 }
 
 // Children join and leave the owner's list from other threads while a host thread walks it.
-TEST_F(owned_objects_test, children_come_and_go_while_the_list_is_walked)
-{
+TEST_F(owned_objects_test, children_come_and_go_while_the_list_is_walked) {
     test_object_t stable(kCMIOStreamClassID, &m_device);
     std::atomic<bool> building{true};
     std::thread walker([this, &building] {
@@ -339,15 +339,13 @@ TEST_F(owned_objects_test, children_come_and_go_while_the_list_is_walked)
                 base_t control(kCMIOControlClassID, &m_device);
             }
         });
-    for (std::thread& builder : builders)
-        builder.join();
+    for (std::thread& builder : builders) builder.join();
     building = false;
     walker.join();
     EXPECT_EQ(m_device.owned_objects(), std::list<base_t*>{&stable});
 }
 
-TEST_F(object_test, created_once_under_the_owners_id_then_published_and_withdrawn_under_the_owner)
-{
+TEST_F(object_test, created_once_under_the_owners_id_then_published_and_withdrawn_under_the_owner) {
     // Without an id there is nothing to publish or withdraw.
     EXPECT_FALSE(m_device.publish());
     EXPECT_FALSE(m_device.is_published());
@@ -367,8 +365,7 @@ TEST_F(object_test, created_once_under_the_owners_id_then_published_and_withdraw
     EXPECT_EQ(m_device.get_object_id(), device_id);
     using record_t = std::tuple<CMIOObjectID, CMIOClassID, CMIOObjectID>;
     std::vector<record_t> created;
-    for (const auto& c : probe::created_objects())
-        created.emplace_back(c.object_id, c.class_id, c.owner_id);
+    for (const auto& c : probe::created_objects()) created.emplace_back(c.object_id, c.class_id, c.owner_id);
     EXPECT_EQ(created, (std::vector<record_t>{{device_id, kCMIODeviceClassID, k_system},
                                               {stream_id, kCMIOStreamClassID, device_id}}));
 
@@ -380,8 +377,10 @@ TEST_F(object_test, created_once_under_the_owners_id_then_published_and_withdraw
     EXPECT_EQ(m_stream.get_object_id(), 0u) << "the id is forgotten";
     EXPECT_TRUE(m_device.unpublish());
     // The stream is withdrawn while its owner still has its id.
-    EXPECT_EQ(published_and_died(), (std::vector<call_t>{{device_id, {stream_id}, {}}, {k_system, {device_id}, {}},
-                                                         {device_id, {}, {stream_id}}, {k_system, {}, {device_id}}}));
+    EXPECT_EQ(published_and_died(), (std::vector<call_t>{{device_id, {stream_id}, {}},
+                                                         {k_system, {device_id}, {}},
+                                                         {device_id, {}, {stream_id}},
+                                                         {k_system, {}, {device_id}}}));
     EXPECT_TRUE(log_messages().empty());
 
     // A refused publish is logged and still counts; a refused withdrawal forgets the id silently.
@@ -400,8 +399,7 @@ TEST_F(object_test, created_once_under_the_owners_id_then_published_and_withdraw
     EXPECT_TRUE(probe::published_and_died().empty());
 }
 
-TEST_F(object_test, destroying_a_published_object_withdraws_it_with_a_warning)
-{
+TEST_F(object_test, destroying_a_published_object_withdraws_it_with_a_warning) {
     ASSERT_TRUE(test_object_t(kCMIODeviceClassID, fake_plugin_ref()).cmio_object_create());
     EXPECT_TRUE(log_messages().empty()) << "an unpublished object goes silently";
     EXPECT_TRUE(probe::published_and_died().empty());
@@ -416,8 +414,7 @@ TEST_F(object_test, destroying_a_published_object_withdraws_it_with_a_warning)
     EXPECT_EQ(published_and_died(), (std::vector<call_t>{{k_system, {}, {device_id}}}));
 }
 
-TEST_F(object_test, entries_refuse_with_their_line_until_published_but_writes_and_notices_pass)
-{
+TEST_F(object_test, entries_refuse_with_their_line_until_published_but_writes_and_notices_pass) {
     const CMIOObjectPropertyAddress address = address_of(kCMIOObjectPropertyOwner);
     UInt32 size = 0x1234, used = 0x1234;
     CMIOObjectID owner = 0;

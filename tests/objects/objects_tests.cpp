@@ -24,20 +24,17 @@ namespace probe = zav_platform::probe;
 constexpr auto k_uyvy = ZAVlib_FourCC_video_type_UYVY;
 constexpr auto k_bgrx = ZAVlib_FourCC_video_type_BGRX;
 
-fields_t fields(const video_format_t& f)
-{
+fields_t fields(const video_format_t& f) {
     return {f.get_fourcc_zav(), f.get_xres(), f.get_yres(), f.get_fr_num(), f.get_fr_den(), f.get_frame_rate()};
 }
 
-description_t description(CMFormatDescriptionRef ref)
-{
+description_t description(CMFormatDescriptionRef ref) {
     const CMVideoDimensions size = CMVideoFormatDescriptionGetDimensions(ref);
     return {CMFormatDescriptionGetMediaType(ref), CMFormatDescriptionGetMediaSubType(ref), size.width, size.height};
 }
 
 // A new video description that the caller releases.
-CMFormatDescriptionRef make_description(FourCharCode codec, int32_t width, int32_t height)
-{
+CMFormatDescriptionRef make_description(FourCharCode codec, int32_t width, int32_t height) {
     CMVideoFormatDescriptionRef description = nullptr;
     EXPECT_EQ(CMVideoFormatDescriptionCreate(kCFAllocatorDefault, codec, width, height, nullptr, &description), 0);
     return description;
@@ -45,12 +42,16 @@ CMFormatDescriptionRef make_description(FourCharCode codec, int32_t width, int32
 
 class video_format_test : public cf_leak_fixture_t {};
 
-TEST_F(video_format_test, layouts_map_to_pixel_formats_and_receive_colours)
-{
+TEST_F(video_format_test, layouts_map_to_pixel_formats_and_receive_colours) {
     // BGRA is a real layout of the library, but not one a stream format uses.
-    const struct { ZAVlib_FourCC_video_type_e fourcc; FourCharCode pixel_format; int recv_color; } layouts[] = {
-        {k_uyvy, kCVPixelFormatType_422YpCbCr8, 1}, {k_bgrx, kCVPixelFormatType_32BGRA, 0},
-        {ZAVlib_FourCC_video_type_BGRA, 0, 0x7fffffff}, {ZAVlib_FourCC_video_type_e(0), 0, 0x7fffffff}};
+    const struct {
+        ZAVlib_FourCC_video_type_e fourcc;
+        FourCharCode pixel_format;
+        int recv_color;
+    } layouts[] = {{k_uyvy, kCVPixelFormatType_422YpCbCr8, 1},
+                   {k_bgrx, kCVPixelFormatType_32BGRA, 0},
+                   {ZAVlib_FourCC_video_type_BGRA, 0, 0x7fffffff},
+                   {ZAVlib_FourCC_video_type_e(0), 0, 0x7fffffff}};
     for (const auto& layout : layouts) {
         SCOPED_TRACE(layout.fourcc);
         const lines_t unmapped = {"video_format::get_fourcc_cm unexpected value"};
@@ -71,8 +72,7 @@ TEST_F(video_format_test, layouts_map_to_pixel_formats_and_receive_colours)
     }
 }
 
-TEST_F(video_format_test, copies_share_the_description_with_one_retain_each)
-{
+TEST_F(video_format_test, copies_share_the_description_with_one_retain_each) {
     const video_format_t source(k_uyvy, 1920, 1080, 30000, 1001);
     {
         video_format_t target(k_bgrx, 640, 480, 25, 1);
@@ -99,9 +99,12 @@ TEST_F(video_format_test, copies_share_the_description_with_one_retain_each)
     EXPECT_EQ(objects_created_since_start(), 1);
 }
 
-TEST_F(video_format_test, equality_compares_rates_as_fractions_and_descriptions)
-{
-    const struct { const char* name; video_format_t a, b; bool equal; } cases[] = {
+TEST_F(video_format_test, equality_compares_rates_as_fractions_and_descriptions) {
+    const struct {
+        const char* name;
+        video_format_t a, b;
+        bool equal;
+    } cases[] = {
         {"equal fractions", {k_uyvy, 1280, 720, 30000, 1000}, {k_uyvy, 1280, 720, 30, 1}, true},
         {"ntsc rate against whole rate", {k_uyvy, 1280, 720, 30000, 1001}, {k_uyvy, 1280, 720, 30000, 1000}, false},
         {"other size", {k_uyvy, 1280, 720, 30, 1}, {k_uyvy, 1920, 1080, 30, 1}, false},
@@ -122,8 +125,7 @@ TEST_F(video_format_test, equality_compares_rates_as_fractions_and_descriptions)
     CFRelease(other);
 }
 
-TEST_F(video_format_test, update_adopts_a_bgra_or_2vuy_description_keeps_the_rate_and_refuses_others_unchanged)
-{
+TEST_F(video_format_test, update_adopts_a_bgra_or_2vuy_description_keeps_the_rate_and_refuses_others_unchanged) {
     video_format_t format(k_uyvy, 1280, 720, 30000, 1001);
     CMFormatDescriptionRef bgra = make_description(kCVPixelFormatType_32BGRA, 640, 480);
     ASSERT_TRUE(format.update(bgra));
@@ -142,7 +144,10 @@ TEST_F(video_format_test, update_adopts_a_bgra_or_2vuy_description_keeps_the_rat
 
     CMFormatDescriptionRef audio = nullptr;
     ASSERT_EQ(CMFormatDescriptionCreate(kCFAllocatorDefault, kCMMediaType_Audio, 'lpcm', nullptr, &audio), 0);
-    const struct { CMFormatDescriptionRef description; const char* line; } refused[] = {
+    const struct {
+        CMFormatDescriptionRef description;
+        const char* line;
+    } refused[] = {
         {nullptr, "video_format::update null format"},
         {audio, "video_format::update not a video format"},
         {make_description(kCVPixelFormatType_422YpCbCr8_yuvs, 64, 48), "video_format::update not supported colorspace"},
@@ -164,15 +169,16 @@ TEST_F(video_format_test, update_adopts_a_bgra_or_2vuy_description_keeps_the_rat
     CFRelease(uyvy);
 }
 
-TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator_and_from_a_double_is_kept_over_1000)
-{
+TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator_and_from_a_double_is_kept_over_1000) {
     video_format_t format(k_uyvy, 1280, 720, 30000, 1000);
     const CMFormatDescriptionRef description = format.get_ref();
     EXPECT_FALSE(format.set_frame_rate(0, 0));
     EXPECT_FALSE(format.set_frame_rate(25, 0));
     EXPECT_EQ(fields(format), fields_t(k_uyvy, 1280, 720, 30000, 1000, 30.0));
-    const struct { int num, den; double rate; } fractions[] = {
-        {25, 1, 25.0}, {30000, 1001, 30000.0 / 1001.0}, {0, 1, 0.0}, {-60, 1, -60.0}, {1, 3, 1.0 / 3.0}};
+    const struct {
+        int num, den;
+        double rate;
+    } fractions[] = {{25, 1, 25.0}, {30000, 1001, 30000.0 / 1001.0}, {0, 1, 0.0}, {-60, 1, -60.0}, {1, 3, 1.0 / 3.0}};
     for (const auto& c : fractions) {
         EXPECT_TRUE(format.set_frame_rate(c.num, c.den));
         EXPECT_EQ(fields(format), fields_t(k_uyvy, 1280, 720, c.num, c.den, c.rate));
@@ -181,13 +187,23 @@ TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator_and_from_a_do
 
     // From a double: kept exactly as given, with the nearest numerator over 1000 or 1001.
     const int32_t most_negative = std::numeric_limits<int32_t>::min();
-    const struct { double rate; int num, den; } doubles[] = {
-        {30.0, 30000, 1000}, {29.97, 29970, 1000}, {30000.0 / 1001.0, 29970, 1000}, {59.94, 59940, 1000},
-        {23.976, 23976, 1000}, {-29.97, -29970, 1000}, {2147483.647, 2147483647, 1000},
-        {0.0005, 0, 1001}, {0.0, 0, 1001},  // a zero numerator is as close over either denominator
+    const struct {
+        double rate;
+        int num, den;
+    } doubles[] = {
+        {30.0, 30000, 1000},
+        {29.97, 29970, 1000},
+        {30000.0 / 1001.0, 29970, 1000},
+        {59.94, 59940, 1000},
+        {23.976, 23976, 1000},
+        {-29.97, -29970, 1000},
+        {2147483.647, 2147483647, 1000},
+        {0.0005, 0, 1001},
+        {0.0, 0, 1001},  // a zero numerator is as close over either denominator
         // Out of range: the most negative numerator, which happens to lie closer over 1001.
-        {2147483.648, most_negative, 1001}, {1e300, most_negative, 1001},
-        {-2147483.648, most_negative, 1000},  // just in range
+        {2147483.648, most_negative, 1001},
+        {1e300, most_negative, 1001},
+        {-2147483.648, most_negative, 1000},                             // just in range
         {std::numeric_limits<double>::infinity(), most_negative, 1001},  // both errors infinite: a tie
         {std::numeric_limits<double>::quiet_NaN(), most_negative, 1001},
     };
@@ -203,8 +219,7 @@ const std::string k_clock_name = "com.mivora.zav.virtualcamera.clock";
 
 class cmio_clock_test : public cf_leak_fixture_t {};
 
-TEST_F(cmio_clock_test, creates_one_clock_and_forwards_timing_events_as_given)
-{
+TEST_F(cmio_clock_test, creates_one_clock_and_forwards_timing_events_as_given) {
     int source = 0;
     cmio_clock_t clock(k_clock_name, CMTimeMake(1, 10), 100, 10, &source);
     ASSERT_NE(clock.get_ref(), nullptr);
@@ -228,8 +243,7 @@ TEST_F(cmio_clock_test, creates_one_clock_and_forwards_timing_events_as_given)
     EXPECT_TRUE(log_messages().empty());
 }
 
-TEST_F(cmio_clock_test, destruction_invalidates_then_releases_the_clock_and_a_refused_one_is_empty)
-{
+TEST_F(cmio_clock_test, destruction_invalidates_then_releases_the_clock_and_a_refused_one_is_empty) {
     auto clock = std::make_unique<cmio_clock_t>(k_clock_name, CMTimeMake(1, 10), 100, 10, nullptr);
     const CFTypeRef reference = clock->get_ref();
     // A client that still holds the clock sees it invalidated, and keeps its own reference.

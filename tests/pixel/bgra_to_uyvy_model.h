@@ -9,21 +9,24 @@
 
 namespace zav_test {
 
-inline size_t uyvy_row_bytes(int width) { return static_cast<size_t>((width + 1) / 2) * 4; }
+inline size_t uyvy_row_bytes(int width) {
+    return static_cast<size_t>((width + 1) / 2) * 4;
+}
 
 // Runs the model. `scratch` may hold initial contents for the slots that are never converted;
 // it is resized (new slots zero) to (height + 1) * (width + 3) * 3 floats. Source and alpha may
 // share memory: each pixel is read before its alpha byte is written, left to right.
 inline void model_bgra_to_uyvy(const uint8_t* src, ptrdiff_t src_stride, uint8_t* dst, ptrdiff_t dst_stride,
                                uint8_t* alpha, ptrdiff_t alpha_stride, int width, int height, uint32_t matrix,
-                               std::vector<float>& scratch)
-{
+                               std::vector<float>& scratch) {
     if (width < 1 || height < 1) return;
     const int slots_per_row = width + 3;
     scratch.resize(static_cast<size_t>(height + 1) * slots_per_row * 3, 0.0f);
     // Component c (0 Y, 1 Cb, 2 Cr) at image column x of row y; column -1 is slot 0 and column
     // -2 of a row is the last slot of the row above.
-    auto at = [&](int y, int x, int c) -> float& { return scratch.at(size_t((long(y) * slots_per_row + x + 1) * 3 + c)); };
+    auto at = [&](int y, int x, int c) -> float& {
+        return scratch.at(size_t((long(y) * slots_per_row + x + 1) * 3 + c));
+    };
 
     // Rows Y, Cb, Cr; columns multiply R, G, B.
     const float k601[3][3] = {{0.257f, 0.504f, 0.098f}, {-0.148f, -0.291f, 0.439f}, {0.439f, -0.368f, -0.071f}};
@@ -34,7 +37,8 @@ inline void model_bgra_to_uyvy(const uint8_t* src, ptrdiff_t src_stride, uint8_t
             const uint8_t* p = src + y * src_stride + 4 * x;
             const float b = p[0], g = p[1], r = p[2];
             const uint8_t a = p[3];
-            for (int c = 0; c < 3; ++c) at(y, x, c) = ((r * k[c][0] + g * k[c][1]) + b * k[c][2]) + (c ? 128.0f : 16.0f);
+            for (int c = 0; c < 3; ++c)
+                at(y, x, c) = ((r * k[c][0] + g * k[c][1]) + b * k[c][2]) + (c ? 128.0f : 16.0f);
             alpha[y * alpha_stride + x] = a;
         }
 
@@ -63,9 +67,9 @@ inline void model_bgra_to_uyvy(const uint8_t* src, ptrdiff_t src_stride, uint8_t
 struct model_output_t {
     std::vector<uint8_t> m_dst, m_alpha;
 };
-inline model_output_t model_packed(const uint8_t* src, ptrdiff_t src_stride, int width, int height, uint32_t matrix)
-{
-    model_output_t out{std::vector<uint8_t>(uyvy_row_bytes(width) * height), std::vector<uint8_t>(size_t(width) * height)};
+inline model_output_t model_packed(const uint8_t* src, ptrdiff_t src_stride, int width, int height, uint32_t matrix) {
+    model_output_t out{std::vector<uint8_t>(uyvy_row_bytes(width) * height),
+                       std::vector<uint8_t>(size_t(width) * height)};
     std::vector<float> scratch;
     model_bgra_to_uyvy(src, src_stride, out.m_dst.data(), ptrdiff_t(uyvy_row_bytes(width)), out.m_alpha.data(), width,
                        width, height, matrix, scratch);

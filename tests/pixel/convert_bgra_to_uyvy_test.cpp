@@ -31,43 +31,46 @@ struct conversion_t {
     guarded_image_t m_src, m_dst, m_alpha;
 
     conversion_t(int width, int height, int pad = 0, bool flip = false, uint32_t seed = 0)
-        : m_width(width), m_height(height),
+        : m_width(width),
+          m_height(height),
           m_src(height, 4 * size_t(width), (flip ? -1 : 1) * ptrdiff_t(4 * width + pad)),
           m_dst(height, uyvy_row_bytes(width), (flip ? -1 : 1) * ptrdiff_t(uyvy_row_bytes(width) + pad)),
-          m_alpha(height, size_t(width), (flip ? -1 : 1) * ptrdiff_t(width + pad))
-    {
+          m_alpha(height, size_t(width), (flip ? -1 : 1) * ptrdiff_t(width + pad)) {
         std::mt19937 rng(seed);
         m_src.fill_rows_random(rng);
     }
 
     // Through the public entry, or one schedule of the passes over the given scratch.
-    void run(uint32_t matrix, std::vector<float>* scratch = nullptr, bgra_to_uyvy_schedule_t schedule = {})
-    {
+    void run(uint32_t matrix, std::vector<float>* scratch = nullptr, bgra_to_uyvy_schedule_t schedule = {}) {
         if (!scratch)
-            return convert_bgra_to_uyvy_alpha(m_src.row(0), int32_t(m_src.stride()), m_dst.row(0), int32_t(m_dst.stride()),
-                                              m_alpha.row(0), int32_t(m_alpha.stride()), m_width, m_height, matrix);
-        bgra_to_uyvy_run_passes(scratch->data(), m_src.row(0), int32_t(m_src.stride()), m_dst.row(0), int32_t(m_dst.stride()),
-                                m_alpha.row(0), int32_t(m_alpha.stride()), m_width, m_height, matrix, schedule);
+            return convert_bgra_to_uyvy_alpha(m_src.row(0), int32_t(m_src.stride()), m_dst.row(0),
+                                              int32_t(m_dst.stride()), m_alpha.row(0), int32_t(m_alpha.stride()),
+                                              m_width, m_height, matrix);
+        bgra_to_uyvy_run_passes(scratch->data(), m_src.row(0), int32_t(m_src.stride()), m_dst.row(0),
+                                int32_t(m_dst.stride()), m_alpha.row(0), int32_t(m_alpha.stride()), m_width, m_height,
+                                matrix, schedule);
     }
 
     // Both outputs equal the model's (run on a cleared scratch), and nothing was written outside the rows.
-    void expect_model(uint32_t matrix) const
-    {
-        const zav_test::model_output_t want = zav_test::model_packed(m_src.row(0), m_src.stride(), m_width, m_height, matrix);
+    void expect_model(uint32_t matrix) const {
+        const zav_test::model_output_t want =
+            zav_test::model_packed(m_src.row(0), m_src.stride(), m_width, m_height, matrix);
         EXPECT_EQ(m_dst.rows_bytes(), want.m_dst);
         EXPECT_EQ(m_alpha.rows_bytes(), want.m_alpha);
         EXPECT_TRUE(m_dst.guards_intact() && m_alpha.guards_intact() && m_src.guards_intact());
     }
 };
 
-struct size_case_t { int width, height, pad; bool flip; };
+struct size_case_t {
+    int width, height, pad;
+    bool flip;
+};
 
 class even_width_matches_model_t : public ::testing::TestWithParam<size_case_t> {};
 
 // Even widths read no uncleared scratch, so every byte is defined and must equal the model's.
 // (Odd widths are checked on a cleared scratch, where they are defined, with the schedules.)
-TEST_P(even_width_matches_model_t, every_byte_and_no_write_outside_rows)
-{
+TEST_P(even_width_matches_model_t, every_byte_and_no_write_outside_rows) {
     const size_case_t c = GetParam();
     for (uint32_t matrix : {709u, 601u}) {
         SCOPED_TRACE(matrix);
@@ -77,17 +80,16 @@ TEST_P(even_width_matches_model_t, every_byte_and_no_write_outside_rows)
     }
 }
 
-const size_case_t k_sizes[] = {{2, 1, 0, false},  {2, 5, 3, false},   {4, 4, 0, false},   {6, 3, 12, false},
-                               {8, 9, 1, false},  {14, 7, 0, false},  {16, 5, 16, false}, {18, 6, 2, false},
-                               {30, 11, 0, false}, {32, 4, 64, false}, {34, 13, 5, false}, {62, 3, 0, false},
-                               {64, 10, 0, false}, {66, 17, 7, false}, {10, 8, 4, true},   {36, 5, 0, true},
+const size_case_t k_sizes[] = {{2, 1, 0, false},      {2, 5, 3, false},   {4, 4, 0, false},   {6, 3, 12, false},
+                               {8, 9, 1, false},      {14, 7, 0, false},  {16, 5, 16, false}, {18, 6, 2, false},
+                               {30, 11, 0, false},    {32, 4, 64, false}, {34, 13, 5, false}, {62, 3, 0, false},
+                               {64, 10, 0, false},    {66, 17, 7, false}, {10, 8, 4, true},   {36, 5, 0, true},
                                {1920, 1080, 0, false}};
 INSTANTIATE_TEST_SUITE_P(sizes, even_width_matches_model_t, ::testing::ValuesIn(k_sizes));
 
 // A uniform image: the bytes dither around the exact value, so over a large area their mean
 // is that value and their range is narrow.
-TEST(convert_bgra_to_uyvy, uniform_colours_dither_around_their_value)
-{
+TEST(convert_bgra_to_uyvy, uniform_colours_dither_around_their_value) {
     const struct {
         int grey, matrix, y_min, y_max;
         double y_mean;
@@ -118,7 +120,8 @@ TEST(convert_bgra_to_uyvy, uniform_colours_dither_around_their_value)
         conv.run(uint32_t(c.matrix));
         const std::vector<uint8_t> bytes = conv.m_dst.rows_bytes();
         stats_t cb, y, cr;
-        for (size_t i = 0; i < bytes.size(); i += 4) cb.add(bytes[i]), y.add(bytes[i + 1]), cr.add(bytes[i + 2]), y.add(bytes[i + 3]);
+        for (size_t i = 0; i < bytes.size(); i += 4)
+            cb.add(bytes[i]), y.add(bytes[i + 1]), cr.add(bytes[i + 2]), y.add(bytes[i + 3]);
         // Below white nothing is clipped, so the lower bounds are reached exactly.
         EXPECT_TRUE(c.grey == 255 || (y.lo == c.y_min && cb.lo == c.cb_min && cr.lo == c.cr_min));
         EXPECT_TRUE(y.lo >= c.y_min && y.hi <= c.y_max && cb.lo >= c.cb_min && cr.lo >= c.cr_min && cr.hi <= c.cr_max);
@@ -130,8 +133,7 @@ TEST(convert_bgra_to_uyvy, uniform_colours_dither_around_their_value)
 }
 
 // The scratch size, formed in wrapping 32-bit arithmetic; refusals write nothing.
-TEST(convert_bgra_to_uyvy, scratch_size_and_refusals)
-{
+TEST(convert_bgra_to_uyvy, scratch_size_and_refusals) {
     EXPECT_EQ(colour_matrix_for(600), nullptr);
     EXPECT_EQ(colour_matrix_for(0), nullptr);
     EXPECT_EQ(bgra_to_uyvy_scratch_floats(1920, 1080), size_t(1081) * 1923 * 3);
@@ -165,8 +167,7 @@ TEST(convert_bgra_to_uyvy, scratch_size_and_refusals)
 // Shared memory: an alpha row over its source row (each pixel is read before its alpha byte
 // lands, left to right), and UYVY rows over the BGRA rows they came from (every source row is
 // read before it is overwritten) give the bytes of the plain in-order loop.
-TEST(convert_bgra_to_uyvy, alpha_over_the_source_and_conversion_in_place)
-{
+TEST(convert_bgra_to_uyvy, alpha_over_the_source_and_conversion_in_place) {
     for (int width : {4, 8, 14, 32})
         for (ptrdiff_t alpha_offset : {ptrdiff_t(0), ptrdiff_t(1), ptrdiff_t(width)}) {
             SCOPED_TRACE(testing::Message() << "width " << width << " offset " << alpha_offset);
@@ -176,11 +177,12 @@ TEST(convert_bgra_to_uyvy, alpha_over_the_source_and_conversion_in_place)
             for (uint8_t& b : image) b = uint8_t(rng());
             std::vector<uint8_t> expected_image = image, expected_dst(uyvy_row_bytes(width) * height);
             guarded_image_t dst(height, uyvy_row_bytes(width), ptrdiff_t(uyvy_row_bytes(width)));
-            convert_bgra_to_uyvy_alpha(image.data(), stride, dst.row(0), int32_t(dst.stride()), image.data() + alpha_offset,
-                                       stride, width, height, 709);
+            convert_bgra_to_uyvy_alpha(image.data(), stride, dst.row(0), int32_t(dst.stride()),
+                                       image.data() + alpha_offset, stride, width, height, 709);
             std::vector<float> scratch;
-            zav_test::model_bgra_to_uyvy(expected_image.data(), stride, expected_dst.data(), ptrdiff_t(uyvy_row_bytes(width)),
-                                         expected_image.data() + alpha_offset, stride, width, height, 709, scratch);
+            zav_test::model_bgra_to_uyvy(expected_image.data(), stride, expected_dst.data(),
+                                         ptrdiff_t(uyvy_row_bytes(width)), expected_image.data() + alpha_offset, stride,
+                                         width, height, 709, scratch);
             EXPECT_EQ(image, expected_image);
             EXPECT_EQ(dst.rows_bytes(), expected_dst);
         }
@@ -196,14 +198,15 @@ TEST(convert_bgra_to_uyvy, alpha_over_the_source_and_conversion_in_place)
         uint8_t* dst = image.data() + (height - 1) * dst_stride;
         convert_bgra_to_uyvy_alpha(image.data(), 4 * width, dst, -dst_stride, alpha.data(), width, width, height, 709);
         for (int y = 0; y < height; ++y)
-            ASSERT_TRUE(std::equal(dst - y * dst_stride, dst - y * dst_stride + 2 * width, want.m_dst.begin() + 2 * width * y)) << "row " << y;
+            ASSERT_TRUE(
+                std::equal(dst - y * dst_stride, dst - y * dst_stride + 2 * width, want.m_dst.begin() + 2 * width * y))
+                << "row " << y;
         EXPECT_EQ(alpha, want.m_alpha);
     }
 }
 
 // The load-time processor flags against the compiler's own feature query.
-TEST(cpu_features, flags_match_the_processor)
-{
+TEST(cpu_features, flags_match_the_processor) {
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_cpu_init();
     EXPECT_EQ(g_cpu_has_ssse3, __builtin_cpu_supports("ssse3") != 0);
@@ -217,8 +220,7 @@ TEST(cpu_features, flags_match_the_processor)
 // Widths 1 to 41 of random pixels, then 768 pixels that hold every value of every channel in
 // all four lane positions; slots of one pixel more on each side show that nothing is written
 // past the row.
-TEST(bgra_to_yuv_row, vector_form_gives_the_reference_floats)
-{
+TEST(bgra_to_yuv_row, vector_form_gives_the_reference_floats) {
     for (uint32_t matrix : {709u, 601u}) {
         const colour_matrix_t& m = *colour_matrix_for(matrix);
         for (int width = 1; width <= 768; width += width == 41 ? 727 : 1) {
@@ -231,7 +233,8 @@ TEST(bgra_to_yuv_row, vector_form_gives_the_reference_floats)
             }
             std::vector<float> ref(3 * size_t(width + 2), -7.0f), vec = ref;
             bgra_to_yuv_row_c(src.data(), ref.data() + 3, ref_alpha.data() + 1, width, m);
-            (width < 768 ? bgra_to_yuv_row : bgra_to_yuv_row_ssse3)(src.data(), vec.data() + 3, vec_alpha.data() + 1, width, m);
+            (width < 768 ? bgra_to_yuv_row : bgra_to_yuv_row_ssse3)(src.data(), vec.data() + 3, vec_alpha.data() + 1,
+                                                                    width, m);
             EXPECT_EQ(std::memcmp(ref.data(), vec.data(), ref.size() * sizeof(float)), 0);  // bit for bit
             EXPECT_EQ(ref_alpha, vec_alpha);
             EXPECT_TRUE(vec.front() == -7.0f && vec.back() == -7.0f && vec_alpha.back() == 0xA5);
@@ -241,14 +244,14 @@ TEST(bgra_to_yuv_row, vector_form_gives_the_reference_floats)
 
 // Runs every schedule over copies of one scratch: the faster ones must give the bytes of the
 // row-by-row one, and on a cleared scratch (odd widths then defined too) those of the model.
-void compare_schedules(int width, int height, int pad, uint32_t matrix, const std::vector<float>* contents)
-{
+void compare_schedules(int width, int height, int pad, uint32_t matrix, const std::vector<float>* contents) {
     SCOPED_TRACE(testing::Message() << width << "x" << height << " matrix " << matrix);
     std::vector<uint8_t> ref_dst, ref_alpha;
     for (auto schedule : {bgra_to_uyvy_schedule_t::reference, bgra_to_uyvy_schedule_t::fast}) {
         SCOPED_TRACE(int(schedule));
         conversion_t conv(width, height, pad, false, uint32_t(width * 64 + height));
-        std::vector<float> scratch = contents ? *contents : std::vector<float>(bgra_to_uyvy_scratch_floats(width, height), 0.0f);
+        std::vector<float> scratch =
+            contents ? *contents : std::vector<float>(bgra_to_uyvy_scratch_floats(width, height), 0.0f);
         conv.run(matrix, &scratch, schedule);
         if (schedule == bgra_to_uyvy_schedule_t::reference) {
             ref_dst = conv.m_dst.rows_bytes(), ref_alpha = conv.m_alpha.rows_bytes();
@@ -260,21 +263,28 @@ void compare_schedules(int width, int height, int pad, uint32_t matrix, const st
     }
 }
 
-TEST(bgra_to_uyvy_schedules, fast_equals_row_by_row_and_the_model_on_cleared_scratch)
-{
+TEST(bgra_to_uyvy_schedules, fast_equals_row_by_row_and_the_model_on_cleared_scratch) {
     for (int width = 1; width <= 40; ++width)
         for (int height : {1, 2, 3, 4, 5, 7, 8, 9, 13, 14, 15, 16, 17, 31, 46})
-            for (uint32_t matrix : {709u, 601u}) compare_schedules(width, height, width % 3 == 0 ? 5 : 0, matrix, nullptr);
+            for (uint32_t matrix : {709u, 601u})
+                compare_schedules(width, height, width % 3 == 0 ? 5 : 0, matrix, nullptr);
     for (int height : {1, 2, 5, 8}) compare_schedules(1919, height, 0, 709, nullptr);
 }
 
 // Whatever the uncleared slots hold, including values whose truncation leaves the 32-bit range,
 // NaN and infinities, every schedule passes the same error along in the same order.
-TEST(bgra_to_uyvy_schedules, fast_equals_row_by_row_on_any_scratch_contents)
-{
-    const float specials[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-                              -std::numeric_limits<float>::infinity(), 3.0e9f, -3.0e9f, 2147483520.0f,
-                              -2147483904.0f, 1.0e30f, -0.0f, 255.75f, -1.5f};
+TEST(bgra_to_uyvy_schedules, fast_equals_row_by_row_on_any_scratch_contents) {
+    const float specials[] = {std::numeric_limits<float>::quiet_NaN(),
+                              std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(),
+                              3.0e9f,
+                              -3.0e9f,
+                              2147483520.0f,
+                              -2147483904.0f,
+                              1.0e30f,
+                              -0.0f,
+                              255.75f,
+                              -1.5f};
     for (int width : {1, 2, 3, 5, 6, 9, 16, 17, 31, 33})
         for (int height : {1, 3, 4, 6, 9, 16, 30}) {
             std::mt19937 rng(uint32_t(width * height));

@@ -27,7 +27,9 @@ namespace vc = Drivers::Mac::ZAV::VirtualCamera;
 namespace rs = vc::resample;
 
 // One row of `bytes` bytes at a 16-byte boundary or 5 past one, between guard bytes.
-guarded_image_t row_of(size_t bytes, bool aligned) { return guarded_image_t(1, bytes, ptrdiff_t(bytes), aligned ? 0 : 5); }
+guarded_image_t row_of(size_t bytes, bool aligned) {
+    return guarded_image_t(1, bytes, ptrdiff_t(bytes), aligned ? 0 : 5);
+}
 
 class row_functions_match_reference_t : public testing::TestWithParam<int> {
 protected:
@@ -35,12 +37,15 @@ protected:
     bool dst_aligned() const { return GetParam() & 2; }
     const rs::row_functions_t& simd() const { return rs::ssse3_row_functions(src_aligned(), dst_aligned()); }
     const rs::row_functions_t& ref() const { return rs::reference_row_functions(); }
-    guarded_image_t src_row(size_t bytes, bool aligned) { guarded_image_t r = row_of(bytes, aligned); r.fill_rows_random(m_rng); return r; }
+    guarded_image_t src_row(size_t bytes, bool aligned) {
+        guarded_image_t r = row_of(bytes, aligned);
+        r.fill_rows_random(m_rng);
+        return r;
+    }
     guarded_image_t src_row(size_t bytes) { return src_row(bytes, src_aligned()); }
 
     // The vector output equals the reference output, and neither wrote past its row.
-    static void expect_same(const guarded_image_t& got, const guarded_image_t& want)
-    {
+    static void expect_same(const guarded_image_t& got, const guarded_image_t& want) {
         ASSERT_EQ(got.rows_bytes(), want.rows_bytes());
         ASSERT_TRUE(got.guards_intact() && want.guards_intact());
     }
@@ -51,8 +56,7 @@ protected:
 // Byte counts of 0 to 4 pixel pairs, around one and two 16-byte groups, and full rows.
 const uint32_t k_lengths[] = {0, 2, 4, 8, 12, 14, 16, 18, 20, 28, 32, 36, 44, 48, 60, 64, 100, 2560, 3840};
 
-TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_rows)
-{
+TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_rows) {
     for (uint32_t n : k_lengths) {
         SCOPED_TRACE(n);
         for (uint32_t f = 0; f < 64; ++f) {
@@ -91,7 +95,8 @@ TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_ro
         }
         simd().m_p_two_thirds_vertical_pair(rows, pair[0].row(0), pair[1].row(0), n);
         ref().m_p_two_thirds_vertical_pair(rows, ref_pair[0].row(0), ref_pair[1].row(0), n);
-        for (int i = 0; i < 2; ++i) expect_same(got[i], want[i]), expect_same(pair[i], want[i]), expect_same(ref_pair[i], want[i]);
+        for (int i = 0; i < 2; ++i)
+            expect_same(got[i], want[i]), expect_same(pair[i], want[i]), expect_same(ref_pair[i], want[i]);
         // The horizontal pass reads a row buffer whose edge pixels repeat 4 bytes either side.
         if (n % 4 || n < 8) continue;
         const uint32_t dst_bytes = uint32_t(2 * ((2 * (n / 2) / 3) & ~1u));
@@ -108,8 +113,7 @@ TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_ro
 
 // The horizontal pass in both table layouts, alone and in batches of rows, and for layout 0
 // the fused blend: the reference blend then the reference horizontal pass.
-TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table_layouts)
-{
+TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table_layouts) {
     const auto check = [this](uint32_t ws, uint32_t wd, float scale, float offset, float rule_scale, int layout) {
         SCOPED_TRACE(testing::Message() << ws << " -> " << wd << " rule scale " << rule_scale);
         rs::horizontal_map_t map{rs::to_fixed_16_16(offset), rs::to_fixed_16_16(scale), ws, wd, nullptr};
@@ -128,7 +132,9 @@ TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table
         for (uint32_t count = 1; count <= rs::k_batch_rows; ++count) {
             SCOPED_TRACE(testing::Message() << "batch of " << count);
             std::vector<guarded_image_t> in, single, batch;
-            for (uint32_t i = 0; i < count; ++i) in.push_back(src_row(read)), single.push_back(row_of(2 * wd, true)), batch.push_back(row_of(2 * wd, dst_aligned()));
+            for (uint32_t i = 0; i < count; ++i)
+                in.push_back(src_row(read)), single.push_back(row_of(2 * wd, true)),
+                    batch.push_back(row_of(2 * wd, dst_aligned()));
             const uint8_t* batch_in[rs::k_batch_rows];
             uint8_t* batch_out[rs::k_batch_rows];
             for (uint32_t i = 0; i < count; ++i) {
@@ -154,10 +160,10 @@ TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table
     const struct {
         uint32_t ws, wd;
         int layout;
-    } cases[] = {{2, 2, k_any},     {2, 6, k_any},       {4, 8, k_any},       {6, 16, k_any},     {8, 24, k_any},
-                 {16, 10, k_any},   {20, 34, k_any},     {64, 66, k_any},     {100, 18, k_any},   {640, 640, k_any},
-                 {1280, 1920, 0},   {640, 1920, 0},      {2, 4, 0},           {1920, 1800, 1},    {1920, 640, 1},
-                 {8, 2, 1},         {1920, 1366, k_any}, {7, 12, k_any},      {9, 6, k_any}};
+    } cases[] = {{2, 2, k_any},   {2, 6, k_any},       {4, 8, k_any},   {6, 16, k_any},   {8, 24, k_any},
+                 {16, 10, k_any}, {20, 34, k_any},     {64, 66, k_any}, {100, 18, k_any}, {640, 640, k_any},
+                 {1280, 1920, 0}, {640, 1920, 0},      {2, 4, 0},       {1920, 1800, 1},  {1920, 640, 1},
+                 {8, 2, 1},       {1920, 1366, k_any}, {7, 12, k_any},  {9, 6, k_any}};
     for (const auto& c : cases) {
         const rs::axis_mapping_t m = rs::default_axis_mapping(c.ws, c.wd);
         check(c.ws, c.wd, m.m_scale, m.m_offset, m.m_scale, c.layout);
@@ -167,11 +173,15 @@ TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table
     check(64, 40, 0.0f, 20.3f, 0.0f, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(alignments, row_functions_match_reference_t, testing::Range(0, 4), [](const testing::TestParamInfo<int>& p) {
-    return std::string(p.param & 1 ? "src_aligned" : "src_unaligned") + (p.param & 2 ? "_dst_aligned" : "_dst_unaligned");
-});
+INSTANTIATE_TEST_SUITE_P(alignments, row_functions_match_reference_t, testing::Range(0, 4),
+                         [](const testing::TestParamInfo<int>& p) {
+                             return std::string(p.param & 1 ? "src_aligned" : "src_unaligned") +
+                                    (p.param & 2 ? "_dst_aligned" : "_dst_unaligned");
+                         });
 
-struct size_case_t { uint32_t m_ws, m_hs, m_wd, m_hd; };
+struct size_case_t {
+    uint32_t m_ws, m_hs, m_wd, m_hd;
+};
 struct kernel_case_t {
     size_case_t m_size;
     bool m_src_aligned, m_dst_aligned, m_explicit = false;
@@ -180,12 +190,12 @@ struct kernel_case_t {
 
 class kernel_matches_model_t : public testing::TestWithParam<kernel_case_t> {};
 
-TEST_P(kernel_matches_model_t, every_byte_and_no_write_outside_the_rows)
-{
+TEST_P(kernel_matches_model_t, every_byte_and_no_write_outside_the_rows) {
     const kernel_case_t& c = GetParam();
     const size_case_t& s = c.m_size;
     std::mt19937 rng(s.m_ws * 131 + s.m_wd * 7 + s.m_hd);
-    uyvy_image_t src = make_image(s.m_ws, s.m_hs, c.m_src_aligned, s.m_wd), dst = make_image(s.m_wd, s.m_hd, c.m_dst_aligned, s.m_hs);
+    uyvy_image_t src = make_image(s.m_ws, s.m_hs, c.m_src_aligned, s.m_wd),
+                 dst = make_image(s.m_wd, s.m_hd, c.m_dst_aligned, s.m_hs);
     src.fill_rows_random(rng);
     const std::vector<uint8_t> src_before = src.rows_bytes();
     packed_t expected(s.m_wd, s.m_hd);
@@ -198,8 +208,7 @@ TEST_P(kernel_matches_model_t, every_byte_and_no_write_outside_the_rows)
     EXPECT_TRUE(dst.guards_intact() && src.guards_intact() && src.rows_bytes() == src_before);
 }
 
-std::vector<kernel_case_t> with_alignments(const std::vector<size_case_t>& sizes)
-{
+std::vector<kernel_case_t> with_alignments(const std::vector<size_case_t>& sizes) {
     std::vector<kernel_case_t> out;
     for (const size_case_t& s : sizes)
         for (int a = 0; a < 4; ++a) out.push_back({s, (a & 1) != 0, (a & 2) != 0});
@@ -209,14 +218,48 @@ std::vector<kernel_case_t> with_alignments(const std::vector<size_case_t>& sizes
 // Small pictures of 1 to 4 pixel pairs and odd sizes, on every path (copy, one axis, halving,
 // two-thirds, upscale, downscale past the second table layout); widths around the 16-byte
 // groups of the horizontal pass (7, 8, 9 pixels at a group edge); full-size frame fills.
-const std::vector<size_case_t> k_sizes = {
-    {2, 2, 2, 2}, {2, 1, 4, 3}, {2, 2, 8, 8}, {4, 2, 2, 1}, {4, 4, 2, 2}, {6, 3, 4, 2}, {8, 6, 2, 2}, {4, 3, 6, 5},
-    {6, 4, 6, 9}, {10, 6, 14, 6}, {8, 1, 8, 4}, {2, 5, 6, 1}, {12, 3, 8, 2}, {9, 5, 6, 4}, {7, 3, 12, 5},
-    {10, 4, 7, 5}, {3, 3, 2, 2}, {5, 7, 3, 11}, {1, 2, 4, 4}, {6, 2, 1, 3}, {16, 4, 6, 4}, {8, 8, 16, 8},
-    {14, 5, 18, 7}, {16, 16, 10, 12}, {24, 9, 16, 6}, {32, 8, 30, 9}, {34, 10, 66, 21}, {48, 12, 12, 12},
-    {40, 10, 8, 3}, {18, 4, 16, 4}, {16, 6, 18, 6}, {64, 16, 24, 10}, {22, 6, 32, 6}, {100, 20, 48, 14},
-    {38, 8, 24, 5}, {200, 4, 34, 4}, {1920, 1080, 1280, 720}, {1920, 1080, 960, 540}, {1280, 720, 1920, 1080},
-    {1920, 1080, 640, 360}, {1920, 1080, 1366, 768}, {1440, 1080, 1440, 1080}};
+const std::vector<size_case_t> k_sizes = {{2, 2, 2, 2},
+                                          {2, 1, 4, 3},
+                                          {2, 2, 8, 8},
+                                          {4, 2, 2, 1},
+                                          {4, 4, 2, 2},
+                                          {6, 3, 4, 2},
+                                          {8, 6, 2, 2},
+                                          {4, 3, 6, 5},
+                                          {6, 4, 6, 9},
+                                          {10, 6, 14, 6},
+                                          {8, 1, 8, 4},
+                                          {2, 5, 6, 1},
+                                          {12, 3, 8, 2},
+                                          {9, 5, 6, 4},
+                                          {7, 3, 12, 5},
+                                          {10, 4, 7, 5},
+                                          {3, 3, 2, 2},
+                                          {5, 7, 3, 11},
+                                          {1, 2, 4, 4},
+                                          {6, 2, 1, 3},
+                                          {16, 4, 6, 4},
+                                          {8, 8, 16, 8},
+                                          {14, 5, 18, 7},
+                                          {16, 16, 10, 12},
+                                          {24, 9, 16, 6},
+                                          {32, 8, 30, 9},
+                                          {34, 10, 66, 21},
+                                          {48, 12, 12, 12},
+                                          {40, 10, 8, 3},
+                                          {18, 4, 16, 4},
+                                          {16, 6, 18, 6},
+                                          {64, 16, 24, 10},
+                                          {22, 6, 32, 6},
+                                          {100, 20, 48, 14},
+                                          {38, 8, 24, 5},
+                                          {200, 4, 34, 4},
+                                          {1920, 1080, 1280, 720},
+                                          {1920, 1080, 960, 540},
+                                          {1280, 720, 1920, 1080},
+                                          {1920, 1080, 640, 360},
+                                          {1920, 1080, 1366, 768},
+                                          {1440, 1080, 1440, 1080}};
 INSTANTIATE_TEST_SUITE_P(sizes, kernel_matches_model_t, testing::ValuesIn(with_alignments(k_sizes)));
 
 // Upscales, whose rows the general path blends into row buffers and scales in batches: vertical
@@ -224,8 +267,9 @@ INSTANTIATE_TEST_SUITE_P(sizes, kernel_matches_model_t, testing::ValuesIn(with_a
 // early), 1/2 and 1/4 (several rows of a batch on one source pair), 1 (rows read in place); odd
 // heights (a short last batch); odd widths (rows copied into the buffers); source rows too wide
 // for the buffers on the stack.
-const std::vector<size_case_t> k_batched = {{64, 20, 96, 30}, {64, 21, 96, 31}, {40, 7, 64, 11}, {32, 9, 48, 18}, {16, 4, 24, 16},
-                                            {20, 5, 30, 5},   {21, 6, 33, 9},   {13, 8, 40, 25}, {2100, 3, 2200, 7}};
+const std::vector<size_case_t> k_batched = {{64, 20, 96, 30}, {64, 21, 96, 31}, {40, 7, 64, 11},
+                                            {32, 9, 48, 18},  {16, 4, 24, 16},  {20, 5, 30, 5},
+                                            {21, 6, 33, 9},   {13, 8, 40, 25},  {2100, 3, 2200, 7}};
 INSTANTIATE_TEST_SUITE_P(batched, kernel_matches_model_t, testing::ValuesIn(with_alignments(k_batched)));
 
 // Explicit mappings: shifted past the edges (clamping), mirrored (negative steps), a single
@@ -239,12 +283,12 @@ const kernel_case_t k_mapped[] = {
     {{32, 16, 40, 20}, false, true, true, {2.5f, 3.0f}, {10.0f, -2.0f}},
     {{20, 10, 24, 12}, false, true, true, {0.0f, 0.0f}, {7.3f, 4.6f}},
     {{20, 10, 24, 12}, false, true, true, {1.0f, 1.0f}, {500.0f, -500.0f}},
-    {{40, 20, 20, 10}, false, true, true, {2.0f, 2.0f}, {0.55f, 0.45f}},         // close to default: halving
-    {{36, 18, 24, 12}, false, true, true, {1.5f, 1.5f}, {0.3f, 0.2f}},           // close to default: two-thirds
-    {{36, 18, 24, 12}, false, true, true, {1.5f, 1.5f}, {0.4f, 0.25f}},          // x moved by 0.15: general path
-    {{24, 12, 24, 12}, false, true, true, {1.0f, 1.0f}, {0.05f, 0.0f}},          // close to identity: copy
-    {{1920, 1080, 1280, 720}, true, true, true, {1.5f, 1.5f}, {0.25f, 0.5f}},    // general path
-    {{640, 120, 64, 120}, false, true, true, {10.0f, 1.0f}, {4.5f, 0.0f}},       // step of 10 pixels
+    {{40, 20, 20, 10}, false, true, true, {2.0f, 2.0f}, {0.55f, 0.45f}},       // close to default: halving
+    {{36, 18, 24, 12}, false, true, true, {1.5f, 1.5f}, {0.3f, 0.2f}},         // close to default: two-thirds
+    {{36, 18, 24, 12}, false, true, true, {1.5f, 1.5f}, {0.4f, 0.25f}},        // x moved by 0.15: general path
+    {{24, 12, 24, 12}, false, true, true, {1.0f, 1.0f}, {0.05f, 0.0f}},        // close to identity: copy
+    {{1920, 1080, 1280, 720}, true, true, true, {1.5f, 1.5f}, {0.25f, 0.5f}},  // general path
+    {{640, 120, 64, 120}, false, true, true, {10.0f, 1.0f}, {4.5f, 0.0f}},     // step of 10 pixels
     // Batched upscales: rows above the top edge (clamped), copied rows (phase below 3) and a
     // phase above 61 among the blends; mirrored rows; batches through the general table layout.
     {{48, 16, 80, 40}, false, false, true, {0.6f, 0.37f}, {0.2f, -1.3f}},
@@ -255,8 +299,7 @@ INSTANTIATE_TEST_SUITE_P(mapped, kernel_matches_model_t, testing::ValuesIn(k_map
 
 // Worked examples of the arithmetic, computed from the stated rules.
 // Worked examples of the arithmetic, computed from the stated rules.
-TEST(resample_kernel, halving_averages_rows_first_then_columns)
-{
+TEST(resample_kernel, halving_averages_rows_first_then_columns) {
     uyvy_image_t src(4, 2), dst(2, 1);
     const uint8_t rows[16] = {128, 10, 128, 11, 100, 50, 90, 60, 128, 12, 128, 13, 101, 60, 91, 60};
     std::copy(rows, rows + 16, src.row(0));
@@ -267,8 +310,7 @@ TEST(resample_kernel, halving_averages_rows_first_then_columns)
     EXPECT_TRUE(dst.guards_intact());
 }
 
-TEST(resample_kernel, vertical_phases_copy_blend_truncating_and_skip_to_the_next_row)
-{
+TEST(resample_kernel, vertical_phases_copy_blend_truncating_and_skip_to_the_next_row) {
     // One destination row from rows A (all 0) and B (all 255) at vertical phase f.
     for (uint32_t f = 0; f < 64; ++f) {
         uyvy_image_t src(4, 2), dst(4, 1);
@@ -282,8 +324,7 @@ TEST(resample_kernel, vertical_phases_copy_blend_truncating_and_skip_to_the_next
     }
 }
 
-TEST(resample_kernel, empty_or_inconsistent_descriptors_write_nothing)
-{
+TEST(resample_kernel, empty_or_inconsistent_descriptors_write_nothing) {
     std::mt19937 rng(6);
     uyvy_image_t src(16, 8), dst(8, 4);
     src.fill_rows_random(rng);
@@ -292,7 +333,8 @@ TEST(resample_kernel, empty_or_inconsistent_descriptors_write_nothing)
     for (int bad = 0; bad < 8; ++bad) {
         uint32_t v[6] = {32, 16, 8, 16, 8, 4};
         if (bad < 6) v[bad] = bad == 0 ? 20 : bad == 3 ? 15 : 0;
-        vc::resample_uyvy(bad == 6 ? nullptr : src.data(), v[0], v[1], v[2], bad == 7 ? nullptr : dst.data(), v[3], v[4], v[5]);
+        vc::resample_uyvy(bad == 6 ? nullptr : src.data(), v[0], v[1], v[2], bad == 7 ? nullptr : dst.data(), v[3],
+                          v[4], v[5]);
     }
     EXPECT_TRUE(dst.untouched());
     // A mapping needs both pointers: one alone means the default mapping.
@@ -304,17 +346,20 @@ TEST(resample_kernel, empty_or_inconsistent_descriptors_write_nothing)
 }
 
 // The kernel keeps no shared state: threads scaling at once all get the single-thread bytes.
-TEST(resample_kernel, concurrent_calls_give_the_same_bytes)
-{
+TEST(resample_kernel, concurrent_calls_give_the_same_bytes) {
     std::mt19937 rng(7);
     uyvy_image_t src(640, 360);
     src.fill_rows_random(rng);
     std::vector<uyvy_image_t> outs(5, uyvy_image_t(426, 240));
-    const auto scale = [&src](uyvy_image_t* out) { vc::resample_uyvy(src.data(), src.pitch(), 640, 360, out->data(), out->pitch(), 426, 240); };
+    const auto scale = [&src](uyvy_image_t* out) {
+        vc::resample_uyvy(src.data(), src.pitch(), 640, 360, out->data(), out->pitch(), 426, 240);
+    };
     scale(&outs[0]);
     std::vector<std::thread> threads;
     for (size_t i = 1; i < outs.size(); ++i)
-        threads.emplace_back([&scale, out = &outs[i]] { for (int k = 0; k < 5; ++k) scale(out); });
+        threads.emplace_back([&scale, out = &outs[i]] {
+            for (int k = 0; k < 5; ++k) scale(out);
+        });
     for (auto& t : threads) t.join();
     for (auto& out : outs) EXPECT_EQ(out.rows_bytes(), outs[0].rows_bytes());
 }
@@ -326,11 +371,12 @@ TEST(resample_kernel, concurrent_calls_give_the_same_bytes)
 // edges at arbitrary positions, like text, show ringing and misplaced phases.
 constexpr double k_pi = 3.14159265358979323846;
 
-double sinc(double t) { return t == 0.0 ? 1.0 : std::sin(k_pi * t) / (k_pi * t); }
+double sinc(double t) {
+    return t == 0.0 ? 1.0 : std::sin(k_pi * t) / (k_pi * t);
+}
 
 // Filters one plane sample(x, y) (n samples along the axis) at pos, clamping at the edges.
-double filter_at(const std::function<double(int)>& sample, int n, double pos)
-{
+double filter_at(const std::function<double(int)>& sample, int n, double pos) {
     double sum = 0.0, wsum = 0.0;
     for (int i = int(std::floor(pos)) - 5; i <= int(std::floor(pos)) + 5; ++i) {
         const double d = (i - pos) / 1.5, w = std::fabs(d) < 3.0 ? sinc(d) * sinc(d / 3.0) : 0.0;
@@ -342,8 +388,7 @@ double filter_at(const std::function<double(int)>& sample, int n, double pos)
 
 // Squared error of one plane of `got` (bytes `first`, `first + step`, ...) against the float
 // reference of the same plane of `src`, sampled on its own grid starting at x_origin.
-double plane_error(const packed_t& src, const std::vector<uint8_t>& got, int first, int step, double x_origin)
-{
+double plane_error(const packed_t& src, const std::vector<uint8_t>& got, int first, int step, double x_origin) {
     const int w = int(src.m_width) * 2 / step, h = int(src.m_height), dw = w * 2 / 3, dh = h * 2 / 3;
     const auto at = [&](int x, int y) { return double(src.row(uint32_t(y))[first + step * x]); };
     double se = 0.0;
@@ -359,22 +404,28 @@ double plane_error(const packed_t& src, const std::vector<uint8_t>& got, int fir
     return se;
 }
 
-double psnr(const packed_t& src, const std::vector<uint8_t>& got)
-{
+double psnr(const packed_t& src, const std::vector<uint8_t>& got) {
     // Chroma pair m of the destination sits on source pixel 3m + 0.25: chroma-grid 1.5m + 0.125.
-    const double se = plane_error(src, got, 1, 2, 0.25) + plane_error(src, got, 0, 4, 0.125) + plane_error(src, got, 2, 4, 0.125);
+    const double se =
+        plane_error(src, got, 1, 2, 0.25) + plane_error(src, got, 0, 4, 0.125) + plane_error(src, got, 2, 4, 0.125);
     return 10.0 * std::log10(255.0 * 255.0 * double(got.size()) / se);
 }
 
-TEST(two_thirds_quality, closer_to_the_float_reference_than_bilinear)
-{
+TEST(two_thirds_quality, closer_to_the_float_reference_than_bilinear) {
     const uint32_t w = 480, h = 270, dw = 320, dh = 180;
     // Each picture's value at (x, y) in channel 0 Y, 1 Cb, 2 Cr.
-    const struct { const char* m_name; std::function<double(double, double, int)> m_value; } pictures[] = {
-        {"zone_plate", [](double x, double y, int) { return 128.0 + 90.0 * std::cos(k_pi * ((x - 240) * (x - 240) + (y - 135) * (y - 135)) / 540.0); }},
+    const struct {
+        const char* m_name;
+        std::function<double(double, double, int)> m_value;
+    } pictures[] = {
+        {"zone_plate",
+         [](double x, double y, int) {
+             return 128.0 + 90.0 * std::cos(k_pi * ((x - 240) * (x - 240) + (y - 135) * (y - 135)) / 540.0);
+         }},
         // Overlapping rectangles of many sizes. (A period that is a multiple of 3 pixels would be
         // degenerate: its aliases fall exactly on its own fundamental.)
-        {"edges", [](double x, double y, int c) {
+        {"edges",
+         [](double x, double y, int c) {
              double v = 60.0;
              for (uint32_t i = 0, k = 0; i < 120; ++i, k = i * 2654435761u) {
                  const double x0 = k % 480, y0 = (k >> 9) % 270, bw = 1 + (k >> 18) % 23, bh = 1 + (k >> 23) % 17;
@@ -414,22 +465,20 @@ struct fit_case_t {
 };
 
 // An edge of a bar or a crop: n * size / d, biased, made even, clamped to 0..limit.
-uint32_t edge(float n, float size, float d, float bias, uint32_t limit)
-{
+uint32_t edge(float n, float size, float d, float bias, uint32_t limit) {
     const int32_t v = int32_t(n * size / d + bias) & ~1;
     return v < 0 ? 0u : std::min<uint32_t>(uint32_t(v), limit);
 }
 
-packed_t sub_image(const packed_t& img, uint32_t x0, uint32_t y0, uint32_t w, uint32_t h)
-{
+packed_t sub_image(const packed_t& img, uint32_t x0, uint32_t y0, uint32_t w, uint32_t h) {
     packed_t out(w, h);
     for (uint32_t y = 0; y < h; ++y) std::copy(img.row(y0 + y) + 2 * x0, img.row(y0 + y) + 2 * (x0 + w), out.row(y));
     return out;
 }
 
 // The model scale of one fitted region; modes 1 and 2 move the source's top edge by +-0.25.
-void model_scale(const packed_t& src, packed_t& dst, uint32_t mode, const float* scales = nullptr, const float* offsets = nullptr)
-{
+void model_scale(const packed_t& src, packed_t& dst, uint32_t mode, const float* scales = nullptr,
+                 const float* offsets = nullptr) {
     if (mode == 0) return model_kernel(src, dst, scales, offsets);
     float s[2] = {float(src.m_width) / float(dst.m_width), float(src.m_height) / float(dst.m_height)};
     float o[2] = {model::default_offset(src.m_width, dst.m_width), model::default_offset(src.m_height, dst.m_height)};
@@ -439,8 +488,7 @@ void model_scale(const packed_t& src, packed_t& dst, uint32_t mode, const float*
 }
 
 // What the destination must hold after the fit, given what it held before.
-packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t& c, uint32_t mode)
-{
+packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t& c, uint32_t mode) {
     packed_t out = before;
     const float a = c.m_a, b = c.m_b, ws = float(c.m_ws), hs = float(c.m_hs), wd = float(c.m_wd);
     if (!c.m_fit_vertically && a < b) {
@@ -451,7 +499,8 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
         if (right <= left) return out;
         packed_t region(right - left, c.m_hd);
         model_scale(src, region, mode);
-        for (uint32_t y = 0; y < c.m_hd; ++y) std::copy(region.row(y), region.row(y) + 2 * region.m_width, out.row(y) + 2 * left);
+        for (uint32_t y = 0; y < c.m_hd; ++y)
+            std::copy(region.row(y), region.row(y) + 2 * region.m_width, out.row(y) + 2 * left);
         return out;
     }
     if (!c.m_fit_vertically) {
@@ -470,7 +519,8 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
         const float m = ((q - p) - hs) * 0.5f + p;
         lo = p - m, hi = q - m;
     }
-    const float ys = (hi - lo) / float(c.m_hd), scales[2] = {ws / wd, ys}, offsets[2] = {(ws - wd) * 0.5f / wd, (lo - 0.5f) + 0.5f * ys};
+    const float ys = (hi - lo) / float(c.m_hd), scales[2] = {ws / wd, ys},
+                offsets[2] = {(ws - wd) * 0.5f / wd, (lo - 0.5f) + 0.5f * ys};
     model_scale(src, out, mode, scales, offsets);
     return out;
 }
@@ -478,8 +528,7 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
 class fit_matches_model_t : public testing::TestWithParam<fit_case_t> {};
 
 // Modes 0, 1 and 2 byte for byte; the field modes (3) only confined to the destination.
-TEST_P(fit_matches_model_t, modes_0_1_2_byte_for_byte_and_field_modes_inside)
-{
+TEST_P(fit_matches_model_t, modes_0_1_2_byte_for_byte_and_field_modes_inside) {
     const fit_case_t& c = GetParam();
     for (uint32_t mode = 0; mode < 7; ++mode) {
         SCOPED_TRACE(mode);
@@ -516,15 +565,15 @@ const fit_case_t k_fits[] = {
 INSTANTIATE_TEST_SUITE_P(fits, fit_matches_model_t, testing::ValuesIn(k_fits),
                          [](const testing::TestParamInfo<fit_case_t>& p) { return std::string(p.param.m_name); });
 
-TEST(resample_fit, worked_examples_of_the_bars)
-{
+TEST(resample_fit, worked_examples_of_the_bars) {
     std::mt19937 rng(1);
     // 1440x1080 in 1080p: bars end at 240 and start at 1680; the picture, at equal height, lands
     // in columns 240..1679 unchanged.
     uyvy_image_t src(1440, 1080), dst(1920, 1080);
     src.fill_rows_random(rng);
     dst.fill_rows_random(rng);
-    vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 1440, 1080, 0, dst.data(), 4.0f / 3, 16.0f / 9, dst.pitch(), 1920, 1080, 0, 0);
+    vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 1440, 1080, 0, dst.data(), 4.0f / 3, 16.0f / 9, dst.pitch(),
+                                 1920, 1080, 0, 0);
     for (uint32_t y : {0u, 539u, 1079u}) {
         for (uint32_t x = 0; x < 1920; ++x)
             ASSERT_TRUE((x >= 240 && x < 1680) || (dst.row(y)[2 * x] == 0x80 && dst.row(y)[2 * x + 1] == 0x10)) << x;
@@ -537,24 +586,26 @@ TEST(resample_fit, worked_examples_of_the_bars)
     uyvy_image_t small_src(8, 6), small_dst(21, 6);
     small_src.fill_rows_random(rng);
     std::fill(small_dst.row(0), small_dst.row(0) + 6 * 42, 0x33);
-    vc::resample_uyvy_aspect_fit(small_src.data(), small_src.pitch(), 8, 6, 0, small_dst.data(), 2.0f - 4.0f / 21, 2.0f, small_dst.pitch(), 21, 6, 0, 0);
+    vc::resample_uyvy_aspect_fit(small_src.data(), small_src.pitch(), 8, 6, 0, small_dst.data(), 2.0f - 4.0f / 21, 2.0f,
+                                 small_dst.pitch(), 21, 6, 0, 0);
     for (uint32_t y = 0; y < 6; ++y)
         EXPECT_TRUE(small_dst.row(y)[40] == 0x33 && small_dst.row(y)[41] == 0x33 && small_dst.row(y)[1] != 0x33) << y;
     EXPECT_TRUE(small_dst.guards_intact());
 }
 
-TEST(resample_fit, degenerate_aspects_and_sizes_stay_inside_the_destination)
-{
+TEST(resample_fit, degenerate_aspects_and_sizes_stay_inside_the_destination) {
     std::mt19937 rng(3);
     uyvy_image_t src(32, 16);
     src.fill_rows_random(rng);
     const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
-    const float aspects[][2] = {{0.0f, 1.0f}, {1.0f, 0.0f}, {-2.0f, 1.0f}, {1.0f, -3.0f}, {nan, 1.0f}, {1.0f, nan}, {inf, 1.0f}, {1e-30f, 1e30f}, {1e30f, 1e-30f}};
+    const float aspects[][2] = {{0.0f, 1.0f}, {1.0f, 0.0f}, {-2.0f, 1.0f},   {1.0f, -3.0f},  {nan, 1.0f},
+                                {1.0f, nan},  {inf, 1.0f},  {1e-30f, 1e30f}, {1e30f, 1e-30f}};
     for (const auto& ab : aspects)
         for (uint32_t fv = 0; fv < 2; ++fv)
             for (uint32_t mode = 0; mode < 4; ++mode) {
                 uyvy_image_t dst(24, 10, 2 * 24 + 5, 3);
-                vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 32, 16, mode, dst.data(), ab[0], ab[1], dst.pitch(), 24, 10, mode % 2, fv);
+                vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 32, 16, mode, dst.data(), ab[0], ab[1],
+                                             dst.pitch(), 24, 10, mode % 2, fv);
                 ASSERT_TRUE(dst.guards_intact()) << ab[0] << " " << ab[1] << " fv " << fv << " mode " << mode;
             }
     // Empty images write nothing.

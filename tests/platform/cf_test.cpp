@@ -43,8 +43,8 @@ TEST_F(cf_ownership, create_gives_one_reference_copies_share_or_snapshot_and_lea
     EXPECT_TRUE(by_type.count("CFString") && by_type.count("CFNumber"));
     EXPECT_GE(probe::live_object_count(CFStringGetTypeID()), 1u);
     release({string, number});
-    const CFTypeID ids[] = {CFStringGetTypeID(), CFNumberGetTypeID(), CFBooleanGetTypeID(), CFArrayGetTypeID(),
-                            CFDictionaryGetTypeID(), CFUUIDGetTypeID(), CFDateGetTypeID(), CFNullGetTypeID()};
+    const CFTypeID ids[] = {CFStringGetTypeID(),     CFNumberGetTypeID(), CFBooleanGetTypeID(), CFArrayGetTypeID(),
+                            CFDictionaryGetTypeID(), CFUUIDGetTypeID(),   CFDateGetTypeID(),    CFNullGetTypeID()};
     for (std::size_t i = 0; i < std::size(ids); ++i)
         for (std::size_t j = i + 1; j < std::size(ids); ++j) EXPECT_NE(ids[i], ids[j]);
     CFStringRef name = CFCopyTypeIDDescription(CFArrayGetTypeID());
@@ -81,13 +81,16 @@ TEST_F(cf_string, encodings_round_trip_malformed_input_is_refused_and_compare_fo
         const char *m_a, *m_b;
         CFStringCompareFlags m_flags;
         CFComparisonResult m_expected;
-    } compares[] = {
-        {"abc", "abc", 0, kCFCompareEqualTo}, {"abc", "abd", 0, kCFCompareLessThan},
-        {"abcd", "abc", 0, kCFCompareGreaterThan}, {"", "a", 0, kCFCompareLessThan},
-        {"ABC", "abc", 0, kCFCompareLessThan}, {"ABC", "abc", kCFCompareCaseInsensitive, kCFCompareEqualTo},
-        {"file9", "file10", 0, kCFCompareGreaterThan}, {"file9", "file10", kCFCompareNumerically, kCFCompareLessThan},
-        {"file010", "file10", kCFCompareNumerically, kCFCompareEqualTo},
-        {"v2.10", "v2.9", kCFCompareNumerically, kCFCompareGreaterThan}};
+    } compares[] = {{"abc", "abc", 0, kCFCompareEqualTo},
+                    {"abc", "abd", 0, kCFCompareLessThan},
+                    {"abcd", "abc", 0, kCFCompareGreaterThan},
+                    {"", "a", 0, kCFCompareLessThan},
+                    {"ABC", "abc", 0, kCFCompareLessThan},
+                    {"ABC", "abc", kCFCompareCaseInsensitive, kCFCompareEqualTo},
+                    {"file9", "file10", 0, kCFCompareGreaterThan},
+                    {"file9", "file10", kCFCompareNumerically, kCFCompareLessThan},
+                    {"file010", "file10", kCFCompareNumerically, kCFCompareEqualTo},
+                    {"v2.10", "v2.9", kCFCompareNumerically, kCFCompareGreaterThan}};
     for (const auto& c : compares) {
         SCOPED_TRACE(testing::Message() << c.m_a << " vs " << c.m_b);
         CFStringRef a = make_string(c.m_a);

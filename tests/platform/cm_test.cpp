@@ -11,22 +11,22 @@ namespace {
 
 // Equal values that also keep their flags (valid, infinite, indefinite).
 bool same(CMTime a, CMTime b) {
-    return CMTimeCompare(a, b) == 0 && (a.flags & ~kCMTimeFlags_HasBeenRounded) == (b.flags & ~kCMTimeFlags_HasBeenRounded);
+    return CMTimeCompare(a, b) == 0 &&
+           (a.flags & ~kCMTimeFlags_HasBeenRounded) == (b.flags & ~kCMTimeFlags_HasBeenRounded);
 }
 
 TEST(cm_time, arithmetic_comparison_seconds_and_rounding_keep_the_special_values) {
     const CMTime one = CMTimeMake(1, 1), ntsc = CMTimeMake(1001, 30000);
     const struct {
         CMTime m_lhs, m_rhs, m_sum, m_difference;
-    } cases[] = {
-        {ntsc, ntsc, CMTimeMake(2002, 30000), kCMTimeZero},
-        {CMTimeMake(1, 2), CMTimeMake(1, 3), CMTimeMake(5, 6), CMTimeMake(1, 6)},
-        {CMTimeMake(-5, 10), CMTimeMake(1, 10), CMTimeMake(-4, 10), CMTimeMake(-6, 10)},
-        {kCMTimePositiveInfinity, one, kCMTimePositiveInfinity, kCMTimePositiveInfinity},
-        {one, kCMTimeNegativeInfinity, kCMTimeNegativeInfinity, kCMTimePositiveInfinity},
-        {kCMTimePositiveInfinity, kCMTimeNegativeInfinity, kCMTimeInvalid, kCMTimePositiveInfinity},
-        {kCMTimeIndefinite, one, kCMTimeIndefinite, kCMTimeIndefinite},
-        {kCMTimeInvalid, one, kCMTimeInvalid, kCMTimeInvalid}};
+    } cases[] = {{ntsc, ntsc, CMTimeMake(2002, 30000), kCMTimeZero},
+                 {CMTimeMake(1, 2), CMTimeMake(1, 3), CMTimeMake(5, 6), CMTimeMake(1, 6)},
+                 {CMTimeMake(-5, 10), CMTimeMake(1, 10), CMTimeMake(-4, 10), CMTimeMake(-6, 10)},
+                 {kCMTimePositiveInfinity, one, kCMTimePositiveInfinity, kCMTimePositiveInfinity},
+                 {one, kCMTimeNegativeInfinity, kCMTimeNegativeInfinity, kCMTimePositiveInfinity},
+                 {kCMTimePositiveInfinity, kCMTimeNegativeInfinity, kCMTimeInvalid, kCMTimePositiveInfinity},
+                 {kCMTimeIndefinite, one, kCMTimeIndefinite, kCMTimeIndefinite},
+                 {kCMTimeInvalid, one, kCMTimeInvalid, kCMTimeInvalid}};
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);
         EXPECT_TRUE(same(CMTimeAdd(cases[i].m_lhs, cases[i].m_rhs), cases[i].m_sum));
@@ -43,8 +43,9 @@ TEST(cm_time, arithmetic_comparison_seconds_and_rounding_keep_the_special_values
     EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeAdd(huge, CMTimeMake(10, 1))));
     EXPECT_TRUE(CMTIME_IS_POSITIVE_INFINITY(CMTimeMultiply(huge, 2)));
     // Compare orders the special values; seconds and scale conversion follow.
-    const CMTime ordered[] = {kCMTimeInvalid, kCMTimeNegativeInfinity, CMTimeMake(-1, 1), kCMTimeZero,
-                              CMTimeMake(1, 1000000000), CMTimeMake(1, 1), kCMTimePositiveInfinity, kCMTimeIndefinite};
+    const CMTime ordered[] = {
+        kCMTimeInvalid,   kCMTimeNegativeInfinity, CMTimeMake(-1, 1), kCMTimeZero, CMTimeMake(1, 1000000000),
+        CMTimeMake(1, 1), kCMTimePositiveInfinity, kCMTimeIndefinite};
     for (std::size_t i = 0; i < std::size(ordered); ++i)
         for (std::size_t j = 0; j < std::size(ordered); ++j)
             EXPECT_EQ(CMTimeCompare(ordered[i], ordered[j]), i < j ? -1 : i > j ? 1 : 0) << i << " " << j;
@@ -57,7 +58,8 @@ TEST(cm_time, arithmetic_comparison_seconds_and_rounding_keep_the_special_values
     EXPECT_EQ(CMTimeConvertScale(CMTimeMake(1, 3), 1000, kCMTimeRoundingMethod_RoundHalfAwayFromZero).value, 333);
     EXPECT_EQ(CMTimeConvertScale(CMTimeMake(2, 3), 1000, kCMTimeRoundingMethod_RoundHalfAwayFromZero).value, 667);
     EXPECT_EQ(CMTimeConvertScale(CMTimeMake(2, 3), 1000, kCMTimeRoundingMethod_RoundTowardZero).value, 666);
-    EXPECT_EQ(CMTimeConvertScale(CMTimeMake(-2, 3), 1000, kCMTimeRoundingMethod_RoundTowardNegativeInfinity).value, -667);
+    EXPECT_EQ(CMTimeConvertScale(CMTimeMake(-2, 3), 1000, kCMTimeRoundingMethod_RoundTowardNegativeInfinity).value,
+              -667);
     EXPECT_EQ(CMTimeConvertScale(CMTimeMake(1, 3), 1000, kCMTimeRoundingMethod_RoundAwayFromZero).value, 334);
     EXPECT_TRUE(CMTIME_HAS_BEEN_ROUNDED(CMTimeConvertScale(CMTimeMake(1, 3), 1000, kCMTimeRoundingMethod_Default)));
     EXPECT_FALSE(CMTIME_HAS_BEEN_ROUNDED(CMTimeConvertScale(CMTimeMake(1, 2), 1000, kCMTimeRoundingMethod_Default)));
@@ -134,13 +136,13 @@ TEST_F(cm_format_description, equality_accessors_copied_extensions_image_buffers
     const struct {
         CMVideoFormatDescriptionRef m_a, m_b;
         bool m_equal;
-    } cases[] = {
-        {video(yuv, 1920, 1080), video(yuv, 1920, 1080), true},
-        {video(yuv, 1920, 1080), video(kCMPixelFormat_32BGRA, 1920, 1080), false},
-        {video(yuv, 1920, 1080), video(yuv, 1280, 1080), false}, {video(yuv, 1920, 1080), video(yuv, 1920, 720), false},
-        {video(yuv, 640, 480, primaries), video(yuv, 640, 480), false},
-        {video(yuv, 640, 480, primaries), video(yuv, 640, 480, same_primaries), true},
-        {video(yuv, 640, 480, empty), video(yuv, 640, 480), true}};
+    } cases[] = {{video(yuv, 1920, 1080), video(yuv, 1920, 1080), true},
+                 {video(yuv, 1920, 1080), video(kCMPixelFormat_32BGRA, 1920, 1080), false},
+                 {video(yuv, 1920, 1080), video(yuv, 1280, 1080), false},
+                 {video(yuv, 1920, 1080), video(yuv, 1920, 720), false},
+                 {video(yuv, 640, 480, primaries), video(yuv, 640, 480), false},
+                 {video(yuv, 640, 480, primaries), video(yuv, 640, 480, same_primaries), true},
+                 {video(yuv, 640, 480, empty), video(yuv, 640, 480), true}};
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);
         EXPECT_EQ(CMFormatDescriptionEqual(cases[i].m_a, cases[i].m_b) != 0, cases[i].m_equal);
@@ -157,7 +159,8 @@ TEST_F(cm_format_description, equality_accessors_copied_extensions_image_buffers
     // The description keeps its own copy: later changes to the caller's dictionary do not show.
     CFDictionarySetValue(extensions, kCMFormatDescriptionExtension_Depth, kCFBooleanTrue);
     EXPECT_EQ(CMFormatDescriptionGetMediaType(description), static_cast<CMMediaType>(kCMMediaType_Video));
-    EXPECT_EQ(CMFormatDescriptionGetMediaSubType(description), static_cast<FourCharCode>(kCVPixelFormatType_422YpCbCr8));
+    EXPECT_EQ(CMFormatDescriptionGetMediaSubType(description),
+              static_cast<FourCharCode>(kCVPixelFormatType_422YpCbCr8));
     const CMVideoDimensions dimensions = CMVideoFormatDescriptionGetDimensions(description);
     EXPECT_TRUE(dimensions.width == 1280 && dimensions.height == 720);
     EXPECT_EQ(CFDictionaryGetCount(CMFormatDescriptionGetExtensions(description)), 1);
@@ -177,7 +180,8 @@ TEST_F(cm_format_description, equality_accessors_copied_extensions_image_buffers
     ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, buffer, &with_matrix), noErr);
     EXPECT_FALSE(CMFormatDescriptionEqual(with_matrix, plain));
     release({with_matrix, plain, from_buffer, buffer});
-    AudioStreamBasicDescription asbd{48000, kAudioFormatLinearPCM, kAudioFormatFlagsNativeFloatPacked, 8, 1, 8, 2, 32, 0};
+    AudioStreamBasicDescription asbd{48000, kAudioFormatLinearPCM, kAudioFormatFlagsNativeFloatPacked, 8, 1, 8, 2, 32,
+                                     0};
     CMAudioFormatDescriptionRef a = nullptr, b = nullptr;
     ASSERT_EQ(CMAudioFormatDescriptionCreate(nullptr, &asbd, 0, nullptr, 0, nullptr, nullptr, &a), noErr);
     asbd.mSampleRate = 44100;

@@ -17,11 +17,15 @@ TEST_F(cv_pixel_buffer, rows_are_padded_wrapped_bytes_keep_their_stride_bad_argu
     const struct {
         OSType m_format;
         size_t m_width, m_unpadded;  // width × bytes per pixel
-    } cases[] = {
-        {kCVPixelFormatType_32BGRA, 1, 4}, {kCVPixelFormatType_32BGRA, 1366, 5464}, {kCVPixelFormatType_32BGRA, 1920, 7680},
-        {kCVPixelFormatType_422YpCbCr8, 1, 4}, {kCVPixelFormatType_422YpCbCr8, 33, 68},
-        {kCVPixelFormatType_422YpCbCr8, 1280, 2560}, {kCVPixelFormatType_422YpCbCr8_yuvs, 721, 1444},
-        {kCVPixelFormatType_32ARGB, 17, 68}, {kCVPixelFormatType_24RGB, 5, 15}};
+    } cases[] = {{kCVPixelFormatType_32BGRA, 1, 4},
+                 {kCVPixelFormatType_32BGRA, 1366, 5464},
+                 {kCVPixelFormatType_32BGRA, 1920, 7680},
+                 {kCVPixelFormatType_422YpCbCr8, 1, 4},
+                 {kCVPixelFormatType_422YpCbCr8, 33, 68},
+                 {kCVPixelFormatType_422YpCbCr8, 1280, 2560},
+                 {kCVPixelFormatType_422YpCbCr8_yuvs, 721, 1444},
+                 {kCVPixelFormatType_32ARGB, 17, 68},
+                 {kCVPixelFormatType_24RGB, 5, 15}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.m_width);
         CVPixelBufferRef buffer = nullptr;
@@ -48,7 +52,8 @@ TEST_F(cv_pixel_buffer, rows_are_padded_wrapped_bytes_keep_their_stride_bad_argu
         static_cast<std::vector<const void*>*>(refcon)->push_back(address);
     };
     ASSERT_EQ(CVPixelBufferCreateWithBytes(nullptr, 20, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, give_back,
-                                           &given_back, nullptr, &buffer), kCVReturnSuccess);
+                                           &given_back, nullptr, &buffer),
+              kCVReturnSuccess);
     EXPECT_EQ(CVPixelBufferGetBytesPerRow(buffer), 100u);
     EXPECT_EQ(CVPixelBufferGetBaseAddress(buffer), pixels.data());
     EXPECT_TRUE(given_back.empty());
@@ -62,9 +67,11 @@ TEST_F(cv_pixel_buffer, rows_are_padded_wrapped_bytes_keep_their_stride_bad_argu
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 0, 10, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 0, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, 0x3F3F3F3F, nullptr, &buffer), kCVReturnInvalidPixelFormat);
-    EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, kCVPixelFormatType_32BGRA, nullptr, nullptr), kCVReturnInvalidArgument);
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, kCVPixelFormatType_32BGRA, nullptr, nullptr),
+              kCVReturnInvalidArgument);
     probe::set_failure(failing_call_t::pixel_buffer_create, kCVReturnAllocationFailed);
-    EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnAllocationFailed);
+    EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer),
+              kCVReturnAllocationFailed);
     EXPECT_EQ(buffer, nullptr);
     probe::clear_failures();
     ASSERT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);

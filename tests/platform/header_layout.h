@@ -23,17 +23,35 @@ typedef struct {
     int extra;
 } zav_c_interface_t;
 
-#define ZAV_HEADER_LAYOUTS(X)                                                                                 \
-    X(sizeof(CMTime)) X(offsetof(CMTime, epoch)) X(sizeof(CMSampleTimingInfo)) X(sizeof(CFUUIDBytes))         \
-    X(sizeof(vImage_Buffer)) X(sizeof(vImage_AffineTransform)) X(sizeof(CFArrayCallBacks))                    \
-    X(sizeof(CFDictionaryKeyCallBacks)) X(sizeof(AudioStreamBasicDescription)) X(sizeof(CMVideoDimensions))   \
-    X(offsetof(zav_c_interface_t, Release)) X((size_t)E_NOINTERFACE) X((size_t)kCFStringEncodingUTF8)         \
-    X(sizeof(CMIOObjectPropertyAddress)) X(sizeof(CMIODeviceAVCCommand))                                      \
-    X(offsetof(CMIODeviceAVCCommand, mResponse)) X(sizeof(CMIODeviceRS422Command))                            \
-    X(sizeof(CMIOHardwarePlugInInterface)) X(offsetof(CMIOHardwarePlugInInterface, StreamCopyBufferQueue))    \
-    X(offsetof(CMIOHardwarePlugInInterface, StreamDeckCueTo)) X(sizeof(CMIOStreamDeck))                       \
-    X(sizeof(CMIOStreamScheduledOutputNotificationProcAndRefCon)) X((size_t)kCMIOObjectPropertyElementMaster) \
-    X((size_t)kCMIOHardwareBadObjectError) X((size_t)CMIOGetNextSequenceNumber(kCMIOInvalidSequenceNumber))
+/* One layout fact a line; the list is laid out by hand. */
+/* clang-format off */
+#define ZAV_HEADER_LAYOUTS(X)                                        \
+    X(sizeof(CMTime))                                                \
+    X(offsetof(CMTime, epoch))                                       \
+    X(sizeof(CMSampleTimingInfo))                                    \
+    X(sizeof(CFUUIDBytes))                                           \
+    X(sizeof(vImage_Buffer))                                         \
+    X(sizeof(vImage_AffineTransform))                                \
+    X(sizeof(CFArrayCallBacks))                                      \
+    X(sizeof(CFDictionaryKeyCallBacks))                              \
+    X(sizeof(AudioStreamBasicDescription))                           \
+    X(sizeof(CMVideoDimensions))                                     \
+    X(offsetof(zav_c_interface_t, Release))                          \
+    X((size_t)E_NOINTERFACE)                                         \
+    X((size_t)kCFStringEncodingUTF8)                                 \
+    X(sizeof(CMIOObjectPropertyAddress))                             \
+    X(sizeof(CMIODeviceAVCCommand))                                  \
+    X(offsetof(CMIODeviceAVCCommand, mResponse))                     \
+    X(sizeof(CMIODeviceRS422Command))                                \
+    X(sizeof(CMIOHardwarePlugInInterface))                           \
+    X(offsetof(CMIOHardwarePlugInInterface, StreamCopyBufferQueue))  \
+    X(offsetof(CMIOHardwarePlugInInterface, StreamDeckCueTo))        \
+    X(sizeof(CMIOStreamDeck))                                        \
+    X(sizeof(CMIOStreamScheduledOutputNotificationProcAndRefCon))    \
+    X((size_t)kCMIOObjectPropertyElementMaster)                      \
+    X((size_t)kCMIOHardwareBadObjectError)                           \
+    X((size_t)CMIOGetNextSequenceNumber(kCMIOInvalidSequenceNumber))
+/* clang-format on */
 
 #ifdef __cplusplus
 extern "C" {

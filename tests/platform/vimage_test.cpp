@@ -94,14 +94,17 @@ void expect_picture(const image_t& actual, const image_t& src, double sx, double
 
 const Pixel_8888 k_background = {9, 18, 27, 36};
 
-bool is_background(const uint8_t* p) { return std::equal(p, p + 4, k_background); }
+bool is_background(const uint8_t* p) {
+    return std::equal(p, p + 4, k_background);
+}
 
 // Scale fills the whole output with the picture; a uniform warp draws it where pixel centres
 // fall inside the scaled picture and background everywhere else.
 TEST(vimage, scale_and_uniform_warp_match_the_reference_on_several_sizes) {
-    const struct { std::size_t m_sw, m_sh, m_dw, m_dh; } sizes[] = {
-        {64, 48, 32, 24}, {33, 17, 100, 50}, {7, 5, 7, 5}, {640, 480, 1280, 720}, {1280, 720, 854, 480},
-        {640, 360, 960, 540}, {3, 2, 17, 9}};
+    const struct {
+        std::size_t m_sw, m_sh, m_dw, m_dh;
+    } sizes[] = {{64, 48, 32, 24},      {33, 17, 100, 50},    {7, 5, 7, 5}, {640, 480, 1280, 720},
+                 {1280, 720, 854, 480}, {640, 360, 960, 540}, {3, 2, 17, 9}};
     for (const auto& c : sizes) {
         SCOPED_TRACE(testing::Message() << c.m_sw << "x" << c.m_sh << " -> " << c.m_dw << "x" << c.m_dh);
         image_t src = smooth_image(c.m_sw, c.m_sh);
@@ -132,7 +135,7 @@ TEST(vimage, scale_and_uniform_warp_match_the_reference_on_several_sizes) {
 TEST(vimage, whole_pixel_warps_move_every_pixel_exactly) {
     const struct {
         std::size_t m_sw, m_sh, m_dw, m_dh;
-        vImage_AffineTransform m_transform;  // (u, v) -> (a u + c v + tx, b u + d v + ty)
+        vImage_AffineTransform m_transform;                  // (u, v) -> (a u + c v + tx, b u + d v + ty)
     } cases[] = {{50, 20, 50, 20, {1, 0, 0, 1, -5, 3}},      // left 5, down 3
                  {37, 23, 23, 37, {0, 1, -1, 0, 23, 0}},     // quarter turn
                  {21, 13, 25, 15, {-1, 0, 0, -1, 21, 13}}};  // half turn into a larger output

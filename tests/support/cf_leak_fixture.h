@@ -14,15 +14,13 @@ namespace zav_test {
 
 class cf_leak_fixture_t : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         zav_platform::probe::clear_failures();
         zav_platform::probe::clear_records();
         clear_log();
         m_live_at_start = zav_platform::probe::live_object_count();
     }
-    void TearDown() override
-    {
+    void TearDown() override {
         zav_platform::probe::clear_failures();
         std::ostringstream types;
         for (const auto& [name, count] : zav_platform::probe::live_objects_by_type())
@@ -30,8 +28,7 @@ protected:
         EXPECT_EQ(objects_created_since_start(), 0) << "Core Foundation objects left alive; by type:" << types.str();
     }
     // Alive now beyond those alive at start.
-    std::ptrdiff_t objects_created_since_start() const
-    {
+    std::ptrdiff_t objects_created_since_start() const {
         return std::ptrdiff_t(zav_platform::probe::live_object_count()) - std::ptrdiff_t(m_live_at_start);
     }
 

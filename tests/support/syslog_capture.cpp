@@ -10,14 +10,12 @@ namespace zav_test {
 namespace {
 
 // Made on first use: code under test may log while other statics are still being built.
-std::pair<std::mutex, std::vector<log_line_t>>& store()
-{
+std::pair<std::mutex, std::vector<log_line_t>>& store() {
     static std::pair<std::mutex, std::vector<log_line_t>> s;
     return s;
 }
 
-void record(int priority, const char* format, va_list args)
-{
+void record(int priority, const char* format, va_list args) {
     va_list measure;
     va_copy(measure, args);
     std::string text(std::size_t(std::max(std::vsnprintf(nullptr, 0, format, measure), 0)), '\0');
@@ -29,14 +27,12 @@ void record(int priority, const char* format, va_list args)
 
 }  // namespace
 
-std::vector<log_line_t> log_lines()
-{
+std::vector<log_line_t> log_lines() {
     std::lock_guard<std::mutex> lock(store().first);
     return store().second;
 }
 
-std::vector<std::string> log_messages()
-{
+std::vector<std::string> log_messages() {
     std::vector<std::string> messages;
     for (const log_line_t& line : log_lines()) {
         const std::string& text = line.text;
@@ -48,8 +44,7 @@ std::vector<std::string> log_messages()
     return messages;
 }
 
-void clear_log()
-{
+void clear_log() {
     std::lock_guard<std::mutex> lock(store().first);
     store().second.clear();
 }
@@ -57,12 +52,16 @@ void clear_log()
 }  // namespace zav_test
 
 // With _FORTIFY_SOURCE glibc compiles syslog calls as calls to the checked variant: both are replaced.
-#define ZAV_RECORD_SYSLOG(priority, format) \
-    va_list args;                           \
-    va_start(args, format);                 \
+#define ZAV_RECORD_SYSLOG(priority, format)   \
+    va_list args;                             \
+    va_start(args, format);                   \
     zav_test::record(priority, format, args); \
     va_end(args)
-extern "C" void syslog(int priority, const char* format, ...) { ZAV_RECORD_SYSLOG(priority, format); }
+extern "C" void syslog(int priority, const char* format, ...) {
+    ZAV_RECORD_SYSLOG(priority, format);
+}
 #if defined(__GLIBC__)
-extern "C" void __syslog_chk(int priority, int, const char* format, ...) { ZAV_RECORD_SYSLOG(priority, format); }
+extern "C" void __syslog_chk(int priority, int, const char* format, ...) {
+    ZAV_RECORD_SYSLOG(priority, format);
+}
 #endif

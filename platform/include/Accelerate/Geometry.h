@@ -14,8 +14,8 @@ VIMAGE_PF vImage_Error vImageScale_ARGB8888(const vImage_Buffer* src, const vIma
 // coordinates (origin at the top-left corner, y downwards). Destination pixels whose source
 // falls outside src get backColor with kvImageBackgroundColorFill, or the nearest edge pixel
 // with kvImageEdgeExtend; exactly one of the two must be given.
-VIMAGE_PF vImage_Error vImageAffineWarp_ARGB8888(const vImage_Buffer* src, const vImage_Buffer* dest,
-                                                 void* tempBuffer, const vImage_AffineTransform* transform,
-                                                 const Pixel_8888 backColor, vImage_Flags flags);
+VIMAGE_PF vImage_Error vImageAffineWarp_ARGB8888(const vImage_Buffer* src, const vImage_Buffer* dest, void* tempBuffer,
+                                                 const vImage_AffineTransform* transform, const Pixel_8888 backColor,
+                                                 vImage_Flags flags);
 
 #endif

@@ -41,7 +41,8 @@ enum {
     kLinearPCMFormatFlagIsPacked = kAudioFormatFlagIsPacked,
     kLinearPCMFormatFlagIsNonInterleaved = kAudioFormatFlagIsNonInterleaved,
     kAudioFormatFlagsNativeEndian = 0,
-    kAudioFormatFlagsNativeFloatPacked = kAudioFormatFlagIsFloat | kAudioFormatFlagsNativeEndian | kAudioFormatFlagIsPacked
+    kAudioFormatFlagsNativeFloatPacked =
+        kAudioFormatFlagIsFloat | kAudioFormatFlagsNativeEndian | kAudioFormatFlagIsPacked
 };
 
 #define kAudioFormatFlagsAreAllClear 0x80000000U

@@ -30,9 +30,15 @@
 #define CF_BRIDGED_MUTABLE_TYPE(t)
 #define CF_SWIFT_NAME(n)
 #define CF_REFINED_FOR_SWIFT
-#define CF_ENUM(type, name) type name; enum
-#define CF_OPTIONS(type, name) type name; enum
-#define CF_CLOSED_ENUM(type, name) type name; enum
+#define CF_ENUM(type, name) \
+    type name;              \
+    enum
+#define CF_OPTIONS(type, name) \
+    type name;                 \
+    enum
+#define CF_CLOSED_ENUM(type, name) \
+    type name;                     \
+    enum
 
 #ifndef __nullable
 #define __nullable

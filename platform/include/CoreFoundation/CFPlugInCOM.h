@@ -15,7 +15,7 @@ typedef CFUUIDBytes REFIID;
 #define SUCCEEDED(Status) ((HRESULT)(Status) >= 0)
 #define FAILED(Status) ((HRESULT)(Status) < 0)
 #define IS_ERROR(Status) ((unsigned long)(Status) >> 31 == SEVERITY_ERROR)
-#define HRESULT_CODE(hr) ((hr) & 0xFFFF)
+#define HRESULT_CODE(hr) ((hr)&0xFFFF)
 #define HRESULT_FACILITY(hr) (((hr) >> 16) & 0x1fff)
 #define HRESULT_SEVERITY(hr) (((hr) >> 31) & 0x1)
 #define SEVERITY_SUCCESS 0
@@ -37,15 +37,15 @@ typedef CFUUIDBytes REFIID;
 #define STDMETHODCALLTYPE
 
 // 00000000-0000-0000-C000-000000000046
-#define IUnknownUUID                                                                                \
-    CFUUIDGetConstantUUIDWithBytes(kCFAllocatorSystemDefault, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,    \
-                                   0x00, 0x00, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46)
+#define IUnknownUUID                                                                                                \
+    CFUUIDGetConstantUUIDWithBytes(kCFAllocatorSystemDefault, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xC0, \
+                                   0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46)
 
 // The first members of every plug-in interface's function table.
-#define IUNKNOWN_C_GUTS                                                                          \
-    void* _reserved;                                                                             \
-    HRESULT(STDMETHODCALLTYPE* QueryInterface)(void* thisPointer, REFIID iid, LPVOID* ppv);      \
-    ULONG(STDMETHODCALLTYPE* AddRef)(void* thisPointer);                                         \
+#define IUNKNOWN_C_GUTS                                                                     \
+    void* _reserved;                                                                        \
+    HRESULT(STDMETHODCALLTYPE* QueryInterface)(void* thisPointer, REFIID iid, LPVOID* ppv); \
+    ULONG(STDMETHODCALLTYPE* AddRef)(void* thisPointer);                                    \
     ULONG(STDMETHODCALLTYPE* Release)(void* thisPointer)
 
 typedef struct IUnknownVTbl {

@@ -10,17 +10,13 @@ CF_EXTERN_C_BEGIN
 typedef CFTypeRef CMAttachmentBearerRef;
 
 typedef uint32_t CMAttachmentMode;
-enum {
-    kCMAttachmentMode_ShouldNotPropagate = 0,
-    kCMAttachmentMode_ShouldPropagate = 1
-};
+enum { kCMAttachmentMode_ShouldNotPropagate = 0, kCMAttachmentMode_ShouldPropagate = 1 };
 
 // The value is retained; NULL as value removes the key.
 CM_EXPORT void CMSetAttachment(CMAttachmentBearerRef target, CFStringRef key, CFTypeRef value,
                                CMAttachmentMode attachmentMode);
 // Get rule: the value is not retained for the caller.
-CM_EXPORT CFTypeRef CMGetAttachment(CMAttachmentBearerRef target, CFStringRef key,
-                                    CMAttachmentMode* attachmentModeOut);
+CM_EXPORT CFTypeRef CMGetAttachment(CMAttachmentBearerRef target, CFStringRef key, CMAttachmentMode* attachmentModeOut);
 CM_EXPORT void CMRemoveAttachment(CMAttachmentBearerRef target, CFStringRef key);
 CM_EXPORT void CMRemoveAllAttachments(CMAttachmentBearerRef target);
 CM_EXPORT CFDictionaryRef CMCopyDictionaryOfAttachments(CFAllocatorRef allocator, CMAttachmentBearerRef target,

@@ -41,8 +41,7 @@ typedef struct {
     ((Boolean)(CMTIME_IS_VALID(time) && (((time).flags & kCMTimeFlags_PositiveInfinity) != 0)))
 #define CMTIME_IS_NEGATIVE_INFINITY(time) \
     ((Boolean)(CMTIME_IS_VALID(time) && (((time).flags & kCMTimeFlags_NegativeInfinity) != 0)))
-#define CMTIME_IS_INDEFINITE(time) \
-    ((Boolean)(CMTIME_IS_VALID(time) && (((time).flags & kCMTimeFlags_Indefinite) != 0)))
+#define CMTIME_IS_INDEFINITE(time) ((Boolean)(CMTIME_IS_VALID(time) && (((time).flags & kCMTimeFlags_Indefinite) != 0)))
 #define CMTIME_IS_NUMERIC(time) \
     ((Boolean)(((time).flags & (kCMTimeFlags_Valid | kCMTimeFlags_ImpliedValueFlagsMask)) == kCMTimeFlags_Valid))
 #define CMTIME_HAS_BEEN_ROUNDED(time) \

@@ -18,19 +18,19 @@ extern "C" {
 // Status codes of the hardware calls.
 enum {
     kCMIOHardwareNoError = 0,
-    kCMIOHardwareNotStoppedError = 0x72756E20, /* 'run ' */
-    kCMIOHardwareNotRunningError = 0x73746F70, /* 'stop' */
-    kCMIOHardwareUnspecifiedError = 0x77686174, /* 'what' */
-    kCMIOHardwareUnknownPropertyError = 0x77686F3F, /* 'who?' */
-    kCMIOHardwareBadPropertySizeError = 0x2173697A, /* '!siz' */
-    kCMIOHardwareIllegalOperationError = 0x6E6F7065, /* 'nope' */
-    kCMIOHardwareBadObjectError = 0x216F626A, /* '!obj' */
-    kCMIOHardwareBadDeviceError = 0x21646576, /* '!dev' */
-    kCMIOHardwareBadStreamError = 0x21737472, /* '!str' */
+    kCMIOHardwareNotStoppedError = 0x72756E20,           /* 'run ' */
+    kCMIOHardwareNotRunningError = 0x73746F70,           /* 'stop' */
+    kCMIOHardwareUnspecifiedError = 0x77686174,          /* 'what' */
+    kCMIOHardwareUnknownPropertyError = 0x77686F3F,      /* 'who?' */
+    kCMIOHardwareBadPropertySizeError = 0x2173697A,      /* '!siz' */
+    kCMIOHardwareIllegalOperationError = 0x6E6F7065,     /* 'nope' */
+    kCMIOHardwareBadObjectError = 0x216F626A,            /* '!obj' */
+    kCMIOHardwareBadDeviceError = 0x21646576,            /* '!dev' */
+    kCMIOHardwareBadStreamError = 0x21737472,            /* '!str' */
     kCMIOHardwareUnsupportedOperationError = 0x756E6F70, /* 'unop' */
-    kCMIOHardwareSuspendedBySystemError = 0x64656E79, /* 'deny' */
-    kCMIODeviceUnsupportedFormatError = 0x21646174, /* '!dat' */
-    kCMIODevicePermissionsError = 0x21686F67, /* '!hog' */
+    kCMIOHardwareSuspendedBySystemError = 0x64656E79,    /* 'deny' */
+    kCMIODeviceUnsupportedFormatError = 0x21646174,      /* '!dat' */
+    kCMIODevicePermissionsError = 0x21686F67,            /* '!hog' */
 };
 
 // The object that stands for a loaded plug-in.

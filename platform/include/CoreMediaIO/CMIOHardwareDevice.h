@@ -53,28 +53,28 @@ struct CMIODeviceSMPTETimeCallback {
 typedef struct CMIODeviceSMPTETimeCallback CMIODeviceSMPTETimeCallback;
 
 enum {
-    kCMIODevicePropertyScopeInput = 0x696E7074, /* 'inpt' */
-    kCMIODevicePropertyScopeOutput = 0x6F757470, /* 'outp' */
+    kCMIODevicePropertyScopeInput = 0x696E7074,       /* 'inpt' */
+    kCMIODevicePropertyScopeOutput = 0x6F757470,      /* 'outp' */
     kCMIODevicePropertyScopePlayThrough = 0x70747275, /* 'ptru' */
-    kCMIODeviceClassID = 0x61646576, /* 'adev' */
+    kCMIODeviceClassID = 0x61646576,                  /* 'adev' */
     kCMIODeviceUnknown = kCMIOObjectUnknown,
 };
 
 // Kinds of AV/C device.
 enum {
-    kCMIOAVCDeviceType_Unknown = 0x756E6B6E, /* 'unkn' */
-    kCMIOAVCDeviceType_DV_NTSC = 0x64766320, /* 'dvc ' */
-    kCMIOAVCDeviceType_DV_PAL = 0x64766370, /* 'dvcp' */
-    kCMIOAVCDeviceType_DVCPro_NTSC = 0x6476706E, /* 'dvpn' */
-    kCMIOAVCDeviceType_DVCPro_PAL = 0x64767070, /* 'dvpp' */
-    kCMIOAVCDeviceType_DVCPro50_NTSC = 0x6476356E, /* 'dv5n' */
-    kCMIOAVCDeviceType_DVCPro50_PAL = 0x64763570, /* 'dv5p' */
-    kCMIOAVCDeviceType_DVCPro100_NTSC = 0x6476316E, /* 'dv1n' */
-    kCMIOAVCDeviceType_DVCPro100_PAL = 0x64763170, /* 'dv1p' */
-    kCMIOAVCDeviceType_DVCPro100_720p = 0x64766870, /* 'dvhp' */
+    kCMIOAVCDeviceType_Unknown = 0x756E6B6E,          /* 'unkn' */
+    kCMIOAVCDeviceType_DV_NTSC = 0x64766320,          /* 'dvc ' */
+    kCMIOAVCDeviceType_DV_PAL = 0x64766370,           /* 'dvcp' */
+    kCMIOAVCDeviceType_DVCPro_NTSC = 0x6476706E,      /* 'dvpn' */
+    kCMIOAVCDeviceType_DVCPro_PAL = 0x64767070,       /* 'dvpp' */
+    kCMIOAVCDeviceType_DVCPro50_NTSC = 0x6476356E,    /* 'dv5n' */
+    kCMIOAVCDeviceType_DVCPro50_PAL = 0x64763570,     /* 'dv5p' */
+    kCMIOAVCDeviceType_DVCPro100_NTSC = 0x6476316E,   /* 'dv1n' */
+    kCMIOAVCDeviceType_DVCPro100_PAL = 0x64763170,    /* 'dv1p' */
+    kCMIOAVCDeviceType_DVCPro100_720p = 0x64766870,   /* 'dvhp' */
     kCMIOAVCDeviceType_DVCProHD_1080i50 = 0x64766835, /* 'dvh5' */
     kCMIOAVCDeviceType_DVCProHD_1080i60 = 0x64766836, /* 'dvh6' */
-    kCMIOAVCDeviceType_MPEG2 = 0x6D706732, /* 'mpg2' */
+    kCMIOAVCDeviceType_MPEG2 = 0x6D706732,            /* 'mpg2' */
 };
 
 // AV/C signal modes.
@@ -123,38 +123,38 @@ enum {
 
 // Properties of devices.
 enum {
-    kCMIODevicePropertyPlugIn = 0x706C7567, /* 'plug' */
-    kCMIODevicePropertyDeviceUID = 0x75696420, /* 'uid ' */
-    kCMIODevicePropertyModelUID = 0x6D756964, /* 'muid' */
-    kCMIODevicePropertyTransportType = 0x7472616E, /* 'tran' */
-    kCMIODevicePropertyDeviceIsAlive = 0x6C69766E, /* 'livn' */
-    kCMIODevicePropertyDeviceHasChanged = 0x64696666, /* 'diff' */
-    kCMIODevicePropertyDeviceIsRunning = 0x676F696E, /* 'goin' */
+    kCMIODevicePropertyPlugIn = 0x706C7567,                   /* 'plug' */
+    kCMIODevicePropertyDeviceUID = 0x75696420,                /* 'uid ' */
+    kCMIODevicePropertyModelUID = 0x6D756964,                 /* 'muid' */
+    kCMIODevicePropertyTransportType = 0x7472616E,            /* 'tran' */
+    kCMIODevicePropertyDeviceIsAlive = 0x6C69766E,            /* 'livn' */
+    kCMIODevicePropertyDeviceHasChanged = 0x64696666,         /* 'diff' */
+    kCMIODevicePropertyDeviceIsRunning = 0x676F696E,          /* 'goin' */
     kCMIODevicePropertyDeviceIsRunningSomewhere = 0x676F6E65, /* 'gone' */
     kCMIODevicePropertyDeviceCanBeDefaultDevice = 0x64666C74, /* 'dflt' */
-    kCMIODevicePropertyHogMode = 0x6F696E6B, /* 'oink' */
-    kCMIODevicePropertyLatency = 0x6C746E63, /* 'ltnc' */
-    kCMIODevicePropertyStreams = 0x73746D23, /* 'stm#' */
-    kCMIODevicePropertyStreamConfiguration = 0x736C6179, /* 'slay' */
-    kCMIODevicePropertyDeviceControl = 0x706D6E68, /* 'pmnh' */
+    kCMIODevicePropertyHogMode = 0x6F696E6B,                  /* 'oink' */
+    kCMIODevicePropertyLatency = 0x6C746E63,                  /* 'ltnc' */
+    kCMIODevicePropertyStreams = 0x73746D23,                  /* 'stm#' */
+    kCMIODevicePropertyStreamConfiguration = 0x736C6179,      /* 'slay' */
+    kCMIODevicePropertyDeviceControl = 0x706D6E68,            /* 'pmnh' */
     // The name used before macOS 12; same value.
     kCMIODevicePropertyDeviceMaster = kCMIODevicePropertyDeviceControl,
-    kCMIODevicePropertyExcludeNonDALAccess = 0x69786E61, /* 'ixna' */
-    kCMIODevicePropertyClientSyncDiscontinuity = 0x706D6373, /* 'pmcs' */
-    kCMIODevicePropertySMPTETimeCallback = 0x706D7363, /* 'pmsc' */
-    kCMIODevicePropertyCanProcessAVCCommand = 0x706D6163, /* 'pmac' */
-    kCMIODevicePropertyAVCDeviceType = 0x706D6174, /* 'pmat' */
-    kCMIODevicePropertyAVCDeviceSignalMode = 0x706D736D, /* 'pmsm' */
-    kCMIODevicePropertyCanProcessRS422Command = 0x72343232, /* 'r422' */
-    kCMIODevicePropertyLinkedCoreAudioDeviceUID = 0x706C7564, /* 'plud' */
-    kCMIODevicePropertyVideoDigitizerComponents = 0x76646967, /* 'vdig' */
-    kCMIODevicePropertySuspendedByUser = 0x73627975, /* 'sbyu' */
-    kCMIODevicePropertyLinkedAndSyncedCoreAudioDeviceUID = 0x706C7364, /* 'plsd' */
-    kCMIODevicePropertyIIDCInitialUnitSpace = 0x69756E73, /* 'iuns' */
-    kCMIODevicePropertyIIDCCSRData = 0x63737264, /* 'csrd' */
+    kCMIODevicePropertyExcludeNonDALAccess = 0x69786E61,                  /* 'ixna' */
+    kCMIODevicePropertyClientSyncDiscontinuity = 0x706D6373,              /* 'pmcs' */
+    kCMIODevicePropertySMPTETimeCallback = 0x706D7363,                    /* 'pmsc' */
+    kCMIODevicePropertyCanProcessAVCCommand = 0x706D6163,                 /* 'pmac' */
+    kCMIODevicePropertyAVCDeviceType = 0x706D6174,                        /* 'pmat' */
+    kCMIODevicePropertyAVCDeviceSignalMode = 0x706D736D,                  /* 'pmsm' */
+    kCMIODevicePropertyCanProcessRS422Command = 0x72343232,               /* 'r422' */
+    kCMIODevicePropertyLinkedCoreAudioDeviceUID = 0x706C7564,             /* 'plud' */
+    kCMIODevicePropertyVideoDigitizerComponents = 0x76646967,             /* 'vdig' */
+    kCMIODevicePropertySuspendedByUser = 0x73627975,                      /* 'sbyu' */
+    kCMIODevicePropertyLinkedAndSyncedCoreAudioDeviceUID = 0x706C7364,    /* 'plsd' */
+    kCMIODevicePropertyIIDCInitialUnitSpace = 0x69756E73,                 /* 'iuns' */
+    kCMIODevicePropertyIIDCCSRData = 0x63737264,                          /* 'csrd' */
     kCMIODevicePropertyCanSwitchFrameRatesWithoutFrameDrops = 0x66726E64, /* 'frnd' */
-    kCMIODevicePropertyLocation = 0x646C6F63, /* 'dloc' */
-    kCMIODevicePropertyDeviceHasStreamingError = 0x73657272, /* 'serr' */
+    kCMIODevicePropertyLocation = 0x646C6F63,                             /* 'dloc' */
+    kCMIODevicePropertyDeviceHasStreamingError = 0x73657272,              /* 'serr' */
 };
 
 // Values of kCMIODevicePropertyLocation.

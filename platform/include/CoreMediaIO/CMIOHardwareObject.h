@@ -28,7 +28,7 @@ typedef struct CMIOObjectPropertyAddress CMIOObjectPropertyAddress;
 
 enum {
     kCMIOObjectPropertySelectorWildcard = 0x2A2A2A2A, /* '****' */
-    kCMIOObjectPropertyScopeWildcard = 0x2A2A2A2A, /* '****' */
+    kCMIOObjectPropertyScopeWildcard = 0x2A2A2A2A,    /* '****' */
     kCMIOObjectPropertyElementWildcard = 0xFFFFFFFFUL,
 };
 
@@ -37,32 +37,31 @@ typedef UInt32 CMIOObjectID;
 
 // Called when properties of an object changed; `addresses` names the ones that did.
 typedef OSStatus (*CMIOObjectPropertyListenerProc)(CMIOObjectID objectID, UInt32 numberAddresses,
-                                                   const CMIOObjectPropertyAddress addresses[],
-                                                   void* clientData);
+                                                   const CMIOObjectPropertyAddress addresses[], void* clientData);
 
 enum {
     kCMIOObjectPropertyScopeGlobal = 0x676C6F62, /* 'glob' */
     kCMIOObjectPropertyElementMain = 0UL,
     // The name used before macOS 12; same value.
     kCMIOObjectPropertyElementMaster = kCMIOObjectPropertyElementMain,
-    kCMIOObjectClassID = 0x616F626A, /* 'aobj' */
+    kCMIOObjectClassID = 0x616F626A,         /* 'aobj' */
     kCMIOObjectClassIDWildcard = 0x2A2A2A2A, /* '****' */
     kCMIOObjectUnknown = 0UL,
 };
 
 // Properties of every object.
 enum {
-    kCMIOObjectPropertyClass = 0x636C6173, /* 'clas' */
-    kCMIOObjectPropertyOwner = 0x73746476, /* 'stdv' */
-    kCMIOObjectPropertyCreator = 0x6F706C67, /* 'oplg' */
-    kCMIOObjectPropertyName = 0x6C6E616D, /* 'lnam' */
-    kCMIOObjectPropertyManufacturer = 0x6C6D616B, /* 'lmak' */
-    kCMIOObjectPropertyElementName = 0x6C63686E, /* 'lchn' */
+    kCMIOObjectPropertyClass = 0x636C6173,               /* 'clas' */
+    kCMIOObjectPropertyOwner = 0x73746476,               /* 'stdv' */
+    kCMIOObjectPropertyCreator = 0x6F706C67,             /* 'oplg' */
+    kCMIOObjectPropertyName = 0x6C6E616D,                /* 'lnam' */
+    kCMIOObjectPropertyManufacturer = 0x6C6D616B,        /* 'lmak' */
+    kCMIOObjectPropertyElementName = 0x6C63686E,         /* 'lchn' */
     kCMIOObjectPropertyElementCategoryName = 0x6C63636E, /* 'lccn' */
-    kCMIOObjectPropertyElementNumberName = 0x6C636E6E, /* 'lcnn' */
-    kCMIOObjectPropertyOwnedObjects = 0x6F776E64, /* 'ownd' */
-    kCMIOObjectPropertyListenerAdded = 0x6C697361, /* 'lisa' */
-    kCMIOObjectPropertyListenerRemoved = 0x6C697372, /* 'lisr' */
+    kCMIOObjectPropertyElementNumberName = 0x6C636E6E,   /* 'lcnn' */
+    kCMIOObjectPropertyOwnedObjects = 0x6F776E64,        /* 'ownd' */
+    kCMIOObjectPropertyListenerAdded = 0x6C697361,       /* 'lisa' */
+    kCMIOObjectPropertyListenerRemoved = 0x6C697372,     /* 'lisr' */
 };
 
 // Prints a description of the object on the standard error stream.
@@ -74,24 +73,22 @@ extern OSStatus CMIOObjectIsPropertySettable(CMIOObjectID objectID, const CMIOOb
                                              Boolean* isSettable);
 
 extern OSStatus CMIOObjectGetPropertyDataSize(CMIOObjectID objectID, const CMIOObjectPropertyAddress* address,
-                                              UInt32 qualifierDataSize, const void* qualifierData,
-                                              UInt32* dataSize);
+                                              UInt32 qualifierDataSize, const void* qualifierData, UInt32* dataSize);
 
 extern OSStatus CMIOObjectGetPropertyData(CMIOObjectID objectID, const CMIOObjectPropertyAddress* address,
-                                          UInt32 qualifierDataSize, const void* qualifierData,
-                                          UInt32 dataSize, UInt32* dataUsed, void* data);
+                                          UInt32 qualifierDataSize, const void* qualifierData, UInt32 dataSize,
+                                          UInt32* dataUsed, void* data);
 
 extern OSStatus CMIOObjectSetPropertyData(CMIOObjectID objectID, const CMIOObjectPropertyAddress* address,
-                                          UInt32 qualifierDataSize, const void* qualifierData,
-                                          UInt32 dataSize, const void* data);
+                                          UInt32 qualifierDataSize, const void* qualifierData, UInt32 dataSize,
+                                          const void* data);
 
 // A listener is known by its object, address, procedure and client data together; the
 // address may hold wildcards.
 extern OSStatus CMIOObjectAddPropertyListener(CMIOObjectID objectID, const CMIOObjectPropertyAddress* address,
                                               CMIOObjectPropertyListenerProc listener, void* clientData);
 
-extern OSStatus CMIOObjectRemovePropertyListener(CMIOObjectID objectID,
-                                                 const CMIOObjectPropertyAddress* address,
+extern OSStatus CMIOObjectRemovePropertyListener(CMIOObjectID objectID, const CMIOObjectPropertyAddress* address,
                                                  CMIOObjectPropertyListenerProc listener, void* clientData);
 
 #pragma pack(pop)

@@ -19,14 +19,14 @@ typedef CMIOHardwarePlugInInterface** CMIOHardwarePlugInRef;
 
 // The plug-in type (30010C1C-93BF-11D8-8B5B-000A95AF9C6A), the key under CFPlugInTypes in a
 // bundle's Info.plist whose factories make DAL plug-ins.
-#define kCMIOHardwarePlugInTypeID                                                                  \
-    CFUUIDGetConstantUUIDWithBytes(NULL, 0x30, 0x01, 0x0C, 0x1C, 0x93, 0xBF, 0x11, 0xD8, 0x8B, 0x5B, \
-                                   0x00, 0x0A, 0x95, 0xAF, 0x9C, 0x6A)
+#define kCMIOHardwarePlugInTypeID                                                                                      \
+    CFUUIDGetConstantUUIDWithBytes(NULL, 0x30, 0x01, 0x0C, 0x1C, 0x93, 0xBF, 0x11, 0xD8, 0x8B, 0x5B, 0x00, 0x0A, 0x95, \
+                                   0xAF, 0x9C, 0x6A)
 
 // The interface (B89DFABA-93BF-11D8-8EA6-000A95AF9C6A) asked for through QueryInterface.
-#define kCMIOHardwarePlugInInterfaceID                                                             \
-    CFUUIDGetConstantUUIDWithBytes(NULL, 0xB8, 0x9D, 0xFA, 0xBA, 0x93, 0xBF, 0x11, 0xD8, 0x8E, 0xA6, \
-                                   0x00, 0x0A, 0x95, 0xAF, 0x9C, 0x6A)
+#define kCMIOHardwarePlugInInterfaceID                                                                                 \
+    CFUUIDGetConstantUUIDWithBytes(NULL, 0xB8, 0x9D, 0xFA, 0xBA, 0x93, 0xBF, 0x11, 0xD8, 0x8E, 0xA6, 0x00, 0x0A, 0x95, \
+                                   0xAF, 0x9C, 0x6A)
 
 // The function table. The first four members are IUnknown's; the order of all members is
 // fixed, as plug-ins fill the table by position.
@@ -77,15 +77,15 @@ struct CMIOHardwarePlugInInterface {
 // Makes a new object of `classID` owned by `owningObjectID` (the plug-in object, a device,
 // or kCMIOObjectSystemObject) and gives back its id. The object is not visible to clients
 // until published.
-extern OSStatus CMIOObjectCreate(CMIOHardwarePlugInRef owningPlugIn, CMIOObjectID owningObjectID,
-                                 CMIOClassID classID, CMIOObjectID* objectID);
+extern OSStatus CMIOObjectCreate(CMIOHardwarePlugInRef owningPlugIn, CMIOObjectID owningObjectID, CMIOClassID classID,
+                                 CMIOObjectID* objectID);
 
 // Announces objects that became visible and objects that went away, all owned by
 // `owningObjectID`.
 extern OSStatus CMIOObjectsPublishedAndDied(CMIOHardwarePlugInRef owningPlugIn, CMIOObjectID owningObjectID,
                                             UInt32 numberPublishedCMIOObjects,
-                                            const CMIOObjectID publishedCMIOObjects[],
-                                            UInt32 numberDeadCMIOObjects, const CMIOObjectID deadCMIOObjects[]);
+                                            const CMIOObjectID publishedCMIOObjects[], UInt32 numberDeadCMIOObjects,
+                                            const CMIOObjectID deadCMIOObjects[]);
 
 // Tells the clients listening on `objectID` that the given properties changed.
 extern OSStatus CMIOObjectPropertiesChanged(CMIOHardwarePlugInRef owningPlugIn, CMIOObjectID objectID,

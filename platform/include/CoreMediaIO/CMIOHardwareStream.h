@@ -82,40 +82,40 @@ enum {
 
 // Properties of streams.
 enum {
-    kCMIOStreamPropertyDirection = 0x73646972, /* 'sdir' */
-    kCMIOStreamPropertyTerminalType = 0x7465726D, /* 'term' */
-    kCMIOStreamPropertyStartingChannel = 0x7363686E, /* 'schn' */
-    kCMIOStreamPropertyLatency = 0x6C746E63, /* 'ltnc' */
-    kCMIOStreamPropertyFormatDescription = 0x70667420, /* 'pft ' */
-    kCMIOStreamPropertyFormatDescriptions = 0x70667461, /* 'pfta' */
-    kCMIOStreamPropertyStillImage = 0x73746D67, /* 'stmg' */
-    kCMIOStreamPropertyStillImageFormatDescriptions = 0x73746674, /* 'stft' */
-    kCMIOStreamPropertyFrameRate = 0x6E667274, /* 'nfrt' */
-    kCMIOStreamPropertyMinimumFrameRate = 0x6D667274, /* 'mfrt' */
-    kCMIOStreamPropertyFrameRates = 0x6E667223, /* 'nfr#' */
-    kCMIOStreamPropertyFrameRateRanges = 0x66727267, /* 'frrg' */
-    kCMIOStreamPropertyNoDataTimeoutInMSec = 0x706D6E31, /* 'pmn1' */
-    kCMIOStreamPropertyDeviceSyncTimeoutInMSec = 0x706D6E32, /* 'pmn2' */
-    kCMIOStreamPropertyNoDataEventCount = 0x706D6E33, /* 'pmn3' */
-    kCMIOStreamPropertyOutputBufferUnderrunCount = 0x706D6F75, /* 'pmou' */
-    kCMIOStreamPropertyOutputBufferRepeatCount = 0x706D6F72, /* 'pmor' */
-    kCMIOStreamPropertyOutputBufferQueueSize = 0x706D6F71, /* 'pmoq' */
-    kCMIOStreamPropertyOutputBuffersRequiredForStartup = 0x706D6F73, /* 'pmos' */
-    kCMIOStreamPropertyOutputBuffersNeededForThrottledPlayback = 0x6D696666, /* 'miff' */
-    kCMIOStreamPropertyFirstOutputPresentationTimeStamp = 0x706F7074, /* 'popt' */
-    kCMIOStreamPropertyEndOfData = 0x706D6564, /* 'pmed' */
-    kCMIOStreamPropertyClock = 0x706D636C, /* 'pmcl' */
-    kCMIOStreamPropertyCanProcessDeckCommand = 0x70646364, /* 'pdcd' */
-    kCMIOStreamPropertyDeck = 0x6465636B, /* 'deck' */
-    kCMIOStreamPropertyDeckFrameNumber = 0x74636F64, /* 'tcod' */
-    kCMIOStreamPropertyDeckDropness = 0x64726F70, /* 'drop' */
-    kCMIOStreamPropertyDeckThreaded = 0x74687264, /* 'thrd' */
-    kCMIOStreamPropertyDeckLocal = 0x6C6F636C, /* 'locl' */
-    kCMIOStreamPropertyDeckCueing = 0x63756563, /* 'cuec' */
+    kCMIOStreamPropertyDirection = 0x73646972,                                           /* 'sdir' */
+    kCMIOStreamPropertyTerminalType = 0x7465726D,                                        /* 'term' */
+    kCMIOStreamPropertyStartingChannel = 0x7363686E,                                     /* 'schn' */
+    kCMIOStreamPropertyLatency = 0x6C746E63,                                             /* 'ltnc' */
+    kCMIOStreamPropertyFormatDescription = 0x70667420,                                   /* 'pft ' */
+    kCMIOStreamPropertyFormatDescriptions = 0x70667461,                                  /* 'pfta' */
+    kCMIOStreamPropertyStillImage = 0x73746D67,                                          /* 'stmg' */
+    kCMIOStreamPropertyStillImageFormatDescriptions = 0x73746674,                        /* 'stft' */
+    kCMIOStreamPropertyFrameRate = 0x6E667274,                                           /* 'nfrt' */
+    kCMIOStreamPropertyMinimumFrameRate = 0x6D667274,                                    /* 'mfrt' */
+    kCMIOStreamPropertyFrameRates = 0x6E667223,                                          /* 'nfr#' */
+    kCMIOStreamPropertyFrameRateRanges = 0x66727267,                                     /* 'frrg' */
+    kCMIOStreamPropertyNoDataTimeoutInMSec = 0x706D6E31,                                 /* 'pmn1' */
+    kCMIOStreamPropertyDeviceSyncTimeoutInMSec = 0x706D6E32,                             /* 'pmn2' */
+    kCMIOStreamPropertyNoDataEventCount = 0x706D6E33,                                    /* 'pmn3' */
+    kCMIOStreamPropertyOutputBufferUnderrunCount = 0x706D6F75,                           /* 'pmou' */
+    kCMIOStreamPropertyOutputBufferRepeatCount = 0x706D6F72,                             /* 'pmor' */
+    kCMIOStreamPropertyOutputBufferQueueSize = 0x706D6F71,                               /* 'pmoq' */
+    kCMIOStreamPropertyOutputBuffersRequiredForStartup = 0x706D6F73,                     /* 'pmos' */
+    kCMIOStreamPropertyOutputBuffersNeededForThrottledPlayback = 0x6D696666,             /* 'miff' */
+    kCMIOStreamPropertyFirstOutputPresentationTimeStamp = 0x706F7074,                    /* 'popt' */
+    kCMIOStreamPropertyEndOfData = 0x706D6564,                                           /* 'pmed' */
+    kCMIOStreamPropertyClock = 0x706D636C,                                               /* 'pmcl' */
+    kCMIOStreamPropertyCanProcessDeckCommand = 0x70646364,                               /* 'pdcd' */
+    kCMIOStreamPropertyDeck = 0x6465636B,                                                /* 'deck' */
+    kCMIOStreamPropertyDeckFrameNumber = 0x74636F64,                                     /* 'tcod' */
+    kCMIOStreamPropertyDeckDropness = 0x64726F70,                                        /* 'drop' */
+    kCMIOStreamPropertyDeckThreaded = 0x74687264,                                        /* 'thrd' */
+    kCMIOStreamPropertyDeckLocal = 0x6C6F636C,                                           /* 'locl' */
+    kCMIOStreamPropertyDeckCueing = 0x63756563,                                          /* 'cuec' */
     kCMIOStreamPropertyInitialPresentationTimeStampForLinkedAndSyncedAudio = 0x69706C73, /* 'ipls' */
-    kCMIOStreamPropertyScheduledOutputNotificationProc = 0x736F6E70, /* 'sonp' */
-    kCMIOStreamPropertyPreferredFormatDescription = 0x70726664, /* 'prfd' */
-    kCMIOStreamPropertyPreferredFrameRate = 0x70726672, /* 'prfr' */
+    kCMIOStreamPropertyScheduledOutputNotificationProc = 0x736F6E70,                     /* 'sonp' */
+    kCMIOStreamPropertyPreferredFormatDescription = 0x70726664,                          /* 'prfd' */
+    kCMIOStreamPropertyPreferredFrameRate = 0x70726672,                                  /* 'prfr' */
 };
 
 // Hands out the stream's buffer queue (retained; the caller releases it). The plug-in calls

@@ -16,8 +16,7 @@ extern "C" {
 
 // A sequence number no buffer has; the one after it is 0.
 #define kCMIOInvalidSequenceNumber (~((UInt64)(0)))
-#define CMIOGetNextSequenceNumber(x) \
-    ((UInt64)((kCMIOInvalidSequenceNumber == (x)) ? 0 : ((x) + 1)))
+#define CMIOGetNextSequenceNumber(x) ((UInt64)((kCMIOInvalidSequenceNumber == (x)) ? 0 : ((x) + 1)))
 
 // Discontinuity flags: why a buffer does not follow the previous one seamlessly.
 enum {
@@ -95,8 +94,7 @@ extern OSStatus CMIOSampleBufferCreateForImageBuffer(CFAllocatorRef allocator, C
                                                      const CMSampleTimingInfo* sampleTiming, UInt64 sequenceNumber,
                                                      UInt32 discontinuityFlags, CMSampleBufferRef* sBufOut);
 
-extern void CMIOSampleBufferSetSequenceNumber(CFAllocatorRef allocator, CMSampleBufferRef sbuf,
-                                              UInt64 sequenceNumber);
+extern void CMIOSampleBufferSetSequenceNumber(CFAllocatorRef allocator, CMSampleBufferRef sbuf, UInt64 sequenceNumber);
 // kCMIOInvalidSequenceNumber when the buffer has none.
 extern UInt64 CMIOSampleBufferGetSequenceNumber(CMSampleBufferRef sbuf);
 

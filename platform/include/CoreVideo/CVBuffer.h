@@ -8,10 +8,7 @@
 CF_EXTERN_C_BEGIN
 
 typedef uint32_t CVAttachmentMode;
-enum {
-    kCVAttachmentMode_ShouldNotPropagate = 0,
-    kCVAttachmentMode_ShouldPropagate = 1
-};
+enum { kCVAttachmentMode_ShouldNotPropagate = 0, kCVAttachmentMode_ShouldPropagate = 1 };
 
 CV_EXPORT const CFStringRef kCVBufferPropagatedAttachmentsKey;
 CV_EXPORT const CFStringRef kCVBufferNonPropagatedAttachmentsKey;

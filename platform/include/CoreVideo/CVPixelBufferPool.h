@@ -14,9 +14,7 @@ CV_EXPORT const CFStringRef kCVPixelBufferPoolAllocationThresholdKey;
 CV_EXPORT const CFStringRef kCVPixelBufferPoolFreeBufferNotification;
 
 typedef CVOptionFlags CVPixelBufferPoolFlushFlags;
-enum {
-    kCVPixelBufferPoolFlushExcessBuffers = 1
-};
+enum { kCVPixelBufferPoolFlushExcessBuffers = 1 };
 
 CV_EXPORT CFTypeID CVPixelBufferPoolGetTypeID(void);
 // Both accept NULL.

@@ -30,15 +30,15 @@ std::map<std::string, std::size_t> live_objects_by_type();
 
 // A platform call that tests can make fail.
 enum class failing_call_t {
-    pixel_buffer_create,          // CVPixelBufferCreate
-    pixel_buffer_pool_create,     // CVPixelBufferPoolCreate
-    pool_create_pixel_buffer,     // CVPixelBufferPoolCreatePixelBuffer
-    simple_queue_create,          // CMSimpleQueueCreate
-    format_description_create,    // CMVideoFormatDescriptionCreate and ...ForImageBuffer
-    object_create,                // CMIOObjectCreate
-    objects_published_and_died,   // CMIOObjectsPublishedAndDied
-    properties_changed,           // CMIOObjectPropertiesChanged
-    stream_clock_create,          // CMIOStreamClockCreate
+    pixel_buffer_create,         // CVPixelBufferCreate
+    pixel_buffer_pool_create,    // CVPixelBufferPoolCreate
+    pool_create_pixel_buffer,    // CVPixelBufferPoolCreatePixelBuffer
+    simple_queue_create,         // CMSimpleQueueCreate
+    format_description_create,   // CMVideoFormatDescriptionCreate and ...ForImageBuffer
+    object_create,               // CMIOObjectCreate
+    objects_published_and_died,  // CMIOObjectsPublishedAndDied
+    properties_changed,          // CMIOObjectPropertiesChanged
+    stream_clock_create,         // CMIOStreamClockCreate
 };
 
 // From now on `call` fails with `status` (its output left untouched or null, as the real call
@@ -67,7 +67,7 @@ struct properties_changed_t {
 };
 
 struct clock_created_t {
-    CFTypeRef clock;              // not retained: compare by address only
+    CFTypeRef clock;  // not retained: compare by address only
     std::string name;
     CMTime resolution;
     UInt32 events_for_rate_smoothing;
@@ -76,7 +76,7 @@ struct clock_created_t {
 };
 
 struct clock_event_t {
-    CFTypeRef clock;              // not retained
+    CFTypeRef clock;  // not retained
     CMTime event_time;
     UInt64 host_time;
     Boolean resynchronize;
@@ -89,7 +89,7 @@ std::vector<published_and_died_t> published_and_died();
 std::vector<properties_changed_t> properties_changed();
 std::vector<clock_created_t> clocks_created();
 std::vector<clock_event_t> clock_events();
-std::vector<CFTypeRef> clocks_invalidated();   // not retained
+std::vector<CFTypeRef> clocks_invalidated();  // not retained
 
 // Forgets every record above (objects, clocks and switches are not touched).
 void clear_records();

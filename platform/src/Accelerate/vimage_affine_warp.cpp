@@ -67,8 +67,8 @@ void covered_span(double origin, double extent, std::size_t limit, long* begin, 
     *end = static_cast<long>(std::clamp(last, 0.0, static_cast<double>(limit)));
 }
 
-vImage_Error scale_into_rectangle(const vImage_Buffer& src, const vImage_Buffer& dest,
-                                  const vImage_AffineTransform& t, const uint8_t background[4]) {
+vImage_Error scale_into_rectangle(const vImage_Buffer& src, const vImage_Buffer& dest, const vImage_AffineTransform& t,
+                                  const uint8_t background[4]) {
     const double width = static_cast<double>(t.a) * static_cast<double>(src.width);
     const double height = static_cast<double>(t.d) * static_cast<double>(src.height);
     long x0 = 0, x1 = 0, y0 = 0, y1 = 0;
@@ -119,7 +119,8 @@ void warp_nearest(const vImage_Buffer& src, const vImage_Buffer& dest, const inv
             const double X = static_cast<double>(x) + 0.5;
             const double u = m.m_u0 + m.m_ux * X + m.m_uy * Y;
             const double v = m.m_v0 + m.m_vx * X + m.m_vy * Y;
-            const bool safe = u >= k_edge_margin && u < sw - k_edge_margin && v >= k_edge_margin && v < sh - k_edge_margin;
+            const bool safe =
+                u >= k_edge_margin && u < sw - k_edge_margin && v >= k_edge_margin && v < sh - k_edge_margin;
             if (!safe) {
                 const bool inside = u >= 0 && u < sw && v >= 0 && v < sh;
                 if (inside || edge_extend) {
@@ -178,8 +179,7 @@ vImage_Error vImageAffineWarp_ARGB8888(const vImage_Buffer* src, const vImage_Bu
         if (fill) fill_all(*dest, background);
         return kvImageNoError;
     }
-    if (fill && t.b == 0 && t.c == 0 && t.a > 0 && t.d > 0 && std::ceil(t.tx - 0.5) >= 0 &&
-        std::ceil(t.ty - 0.5) >= 0)
+    if (fill && t.b == 0 && t.c == 0 && t.a > 0 && t.d > 0 && std::ceil(t.tx - 0.5) >= 0 && std::ceil(t.ty - 0.5) >= 0)
         return scale_into_rectangle(*src, *dest, t, background);
     warp_nearest(*src, *dest, inverse, extend, background);
     return kvImageNoError;

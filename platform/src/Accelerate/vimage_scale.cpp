@@ -20,10 +20,9 @@ vImage_Error vImageScale_ARGB8888(const vImage_Buffer* src, const vImage_Buffer*
     // Box filtering averages every source pixel when shrinking; bilinear otherwise.
     const bool high_quality = (flags & kvImageHighQualityResampling) != 0;
     const libyuv::FilterMode filter = high_quality ? libyuv::kFilterBox : libyuv::kFilterBilinear;
-    const int result =
-        libyuv::ARGBScale(static_cast<const uint8_t*>(src->data), static_cast<int>(src->rowBytes),
-                          static_cast<int>(src->width), static_cast<int>(src->height), static_cast<uint8_t*>(dest->data),
-                          static_cast<int>(dest->rowBytes), static_cast<int>(dest->width),
-                          static_cast<int>(dest->height), filter);
+    const int result = libyuv::ARGBScale(static_cast<const uint8_t*>(src->data), static_cast<int>(src->rowBytes),
+                                         static_cast<int>(src->width), static_cast<int>(src->height),
+                                         static_cast<uint8_t*>(dest->data), static_cast<int>(dest->rowBytes),
+                                         static_cast<int>(dest->width), static_cast<int>(dest->height), filter);
     return result == 0 ? kvImageNoError : kvImageInternalError;
 }

@@ -21,7 +21,8 @@ public:
         return id;
     }
     cf_array_t(const CFArrayCallBacks* callbacks, bool is_mutable)
-        : cf_object_t(class_type_id()), m_callbacks(callbacks != nullptr ? *callbacks : CFArrayCallBacks{}),
+        : cf_object_t(class_type_id()),
+          m_callbacks(callbacks != nullptr ? *callbacks : CFArrayCallBacks{}),
           m_mutable(is_mutable) {}
     ~cf_array_t() override {
         for (const void* value : m_values) release(value);
@@ -76,9 +77,13 @@ private:
     std::vector<const void*> m_values;
 };
 
-const cf_array_t& array_of(CFArrayRef ref, const char* call) { return cf_require<cf_array_t>(ref, call); }
+const cf_array_t& array_of(CFArrayRef ref, const char* call) {
+    return cf_require<cf_array_t>(ref, call);
+}
 
-cf_array_t& mutable_array_of(CFMutableArrayRef ref, const char* call) { return cf_require_mutable<cf_array_t>(ref, call); }
+cf_array_t& mutable_array_of(CFMutableArrayRef ref, const char* call) {
+    return cf_require_mutable<cf_array_t>(ref, call);
+}
 
 void check_range(const cf_array_t& array, CFRange range, const char* call) {
     if (range.location < 0 || range.length < 0 ||
@@ -91,7 +96,9 @@ void check_range(const cf_array_t& array, CFRange range, const char* call) {
 const CFArrayCallBacks kCFTypeArrayCallBacks = {0, cf_type_callbacks::retain, cf_type_callbacks::release,
                                                 cf_type_callbacks::describe, cf_type_callbacks::equal};
 
-CFTypeID CFArrayGetTypeID(void) { return cf_array_t::class_type_id(); }
+CFTypeID CFArrayGetTypeID(void) {
+    return cf_array_t::class_type_id();
+}
 
 CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex numValues, const CFArrayCallBacks* callBacks) {
     if (numValues < 0 || (numValues > 0 && values == nullptr)) return nullptr;

@@ -30,7 +30,9 @@ public:
     null_t() : cf_object_t(class_type_id()) { make_constant(); }
 };
 
-CFAllocatorRef make_allocator() { return cf_ref<CFAllocatorRef>(new allocator_t); }
+CFAllocatorRef make_allocator() {
+    return cf_ref<CFAllocatorRef>(new allocator_t);
+}
 
 cf_object_t* checked(CFTypeRef cf, const char* call) {
     if (cf == nullptr) cf_fatal(call);
@@ -47,9 +49,15 @@ const CFAllocatorRef kCFAllocatorNull = make_allocator();
 const CFAllocatorRef kCFAllocatorUseContext = make_allocator();
 const CFNullRef kCFNull = cf_ref<CFNullRef>(new null_t);
 
-CFTypeID CFNullGetTypeID(void) { return null_t::class_type_id(); }
-CFTypeID CFAllocatorGetTypeID(void) { return allocator_t::class_type_id(); }
-CFAllocatorRef CFAllocatorGetDefault(void) { return kCFAllocatorSystemDefault; }
+CFTypeID CFNullGetTypeID(void) {
+    return null_t::class_type_id();
+}
+CFTypeID CFAllocatorGetTypeID(void) {
+    return allocator_t::class_type_id();
+}
+CFAllocatorRef CFAllocatorGetDefault(void) {
+    return kCFAllocatorSystemDefault;
+}
 
 void* CFAllocatorAllocate(CFAllocatorRef, CFIndex size, CFOptionFlags) {
     return size > 0 ? std::malloc(static_cast<size_t>(size)) : nullptr;
@@ -63,24 +71,36 @@ void* CFAllocatorReallocate(CFAllocatorRef, void* ptr, CFIndex newsize, CFOption
     return std::realloc(ptr, static_cast<size_t>(newsize));
 }
 
-void CFAllocatorDeallocate(CFAllocatorRef, void* ptr) { std::free(ptr); }
+void CFAllocatorDeallocate(CFAllocatorRef, void* ptr) {
+    std::free(ptr);
+}
 
-CFTypeID CFGetTypeID(CFTypeRef cf) { return checked(cf, "CFGetTypeID called with NULL")->type_id(); }
+CFTypeID CFGetTypeID(CFTypeRef cf) {
+    return checked(cf, "CFGetTypeID called with NULL")->type_id();
+}
 
 CFTypeRef CFRetain(CFTypeRef cf) {
     checked(cf, "CFRetain called with NULL")->retain();
     return cf;
 }
 
-void CFRelease(CFTypeRef cf) { checked(cf, "CFRelease called with NULL")->release(); }
+void CFRelease(CFTypeRef cf) {
+    checked(cf, "CFRelease called with NULL")->release();
+}
 
 // There is no autorelease pool outside Objective-C; the caller's reference is kept alive for
 // the process, which is what a pool that is never drained would do.
-CFTypeRef CFAutorelease(CFTypeRef arg) { return arg; }
+CFTypeRef CFAutorelease(CFTypeRef arg) {
+    return arg;
+}
 
-CFTypeRef CFMakeCollectable(CFTypeRef cf) { return cf; }
+CFTypeRef CFMakeCollectable(CFTypeRef cf) {
+    return cf;
+}
 
-CFIndex CFGetRetainCount(CFTypeRef cf) { return checked(cf, "CFGetRetainCount called with NULL")->retain_count(); }
+CFIndex CFGetRetainCount(CFTypeRef cf) {
+    return checked(cf, "CFGetRetainCount called with NULL")->retain_count();
+}
 
 Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2) {
     const cf_object_t* a = checked(cf1, "CFEqual called with NULL");
@@ -90,7 +110,9 @@ Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2) {
     return a->equal_to(*b);
 }
 
-CFHashCode CFHash(CFTypeRef cf) { return checked(cf, "CFHash called with NULL")->hash(); }
+CFHashCode CFHash(CFTypeRef cf) {
+    return checked(cf, "CFHash called with NULL")->hash();
+}
 
 CFAllocatorRef CFGetAllocator(CFTypeRef cf) {
     checked(cf, "CFGetAllocator called with NULL");

@@ -43,11 +43,17 @@ CFAbsoluteTime CFAbsoluteTimeGetCurrent(void) {
     return static_cast<double>(now.tv_sec) - kCFAbsoluteTimeIntervalSince1970 + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-CFTypeID CFDateGetTypeID(void) { return cf_date_t::class_type_id(); }
+CFTypeID CFDateGetTypeID(void) {
+    return cf_date_t::class_type_id();
+}
 
-CFDateRef CFDateCreate(CFAllocatorRef, CFAbsoluteTime at) { return cf_ref<CFDateRef>(new cf_date_t(at)); }
+CFDateRef CFDateCreate(CFAllocatorRef, CFAbsoluteTime at) {
+    return cf_ref<CFDateRef>(new cf_date_t(at));
+}
 
-CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef theDate) { return date_of(theDate).at(); }
+CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef theDate) {
+    return date_of(theDate).at();
+}
 
 CFTimeInterval CFDateGetTimeIntervalSinceDate(CFDateRef theDate, CFDateRef otherDate) {
     return date_of(theDate).at() - date_of(otherDate).at();

@@ -31,8 +31,10 @@ public:
         return id;
     }
     cf_dictionary_t(const CFDictionaryKeyCallBacks* keys, const CFDictionaryValueCallBacks* values, bool is_mutable)
-        : cf_object_t(class_type_id()), m_keys(keys != nullptr ? *keys : CFDictionaryKeyCallBacks{}),
-          m_values(values != nullptr ? *values : CFDictionaryValueCallBacks{}), m_mutable(is_mutable) {}
+        : cf_object_t(class_type_id()),
+          m_keys(keys != nullptr ? *keys : CFDictionaryKeyCallBacks{}),
+          m_values(values != nullptr ? *values : CFDictionaryValueCallBacks{}),
+          m_mutable(is_mutable) {}
     ~cf_dictionary_t() override { clear(); }
 
     const CFDictionaryKeyCallBacks& key_callbacks() const { return m_keys; }
@@ -56,7 +58,9 @@ public:
             if (e.m_hash == h && keys_equal(e.m_p_key, key)) return &e;
         return nullptr;
     }
-    entry_t* find(const void* key) { return const_cast<entry_t*>(static_cast<const cf_dictionary_t*>(this)->find(key)); }
+    entry_t* find(const void* key) {
+        return const_cast<entry_t*>(static_cast<const cf_dictionary_t*>(this)->find(key));
+    }
 
     // add: only when absent; replace: only when present; set: either.
     void put(const void* key, const void* value, bool add, bool replace) {
@@ -111,7 +115,9 @@ public:
     }
 
 private:
-    const void* retain_key(const void* key) const { return m_keys.retain != nullptr ? m_keys.retain(nullptr, key) : key; }
+    const void* retain_key(const void* key) const {
+        return m_keys.retain != nullptr ? m_keys.retain(nullptr, key) : key;
+    }
     void release_key(const void* key) const {
         if (m_keys.release != nullptr) m_keys.release(nullptr, key);
     }
@@ -140,9 +146,13 @@ private:
     std::vector<entry_t> m_entries;
 };
 
-const cf_dictionary_t& dictionary_of(CFDictionaryRef ref, const char* call) { return cf_require<cf_dictionary_t>(ref, call); }
+const cf_dictionary_t& dictionary_of(CFDictionaryRef ref, const char* call) {
+    return cf_require<cf_dictionary_t>(ref, call);
+}
 
-cf_dictionary_t& mutable_dictionary_of(CFMutableDictionaryRef ref, const char* call) { return cf_require_mutable<cf_dictionary_t>(ref, call); }
+cf_dictionary_t& mutable_dictionary_of(CFMutableDictionaryRef ref, const char* call) {
+    return cf_require_mutable<cf_dictionary_t>(ref, call);
+}
 
 cf_dictionary_t* copy_of(const cf_dictionary_t& source, bool is_mutable) {
     auto* copy = new cf_dictionary_t(&source.key_callbacks(), &source.value_callbacks(), is_mutable);
@@ -153,14 +163,16 @@ cf_dictionary_t* copy_of(const cf_dictionary_t& source, bool is_mutable) {
 }  // namespace
 
 namespace callbacks = cf_type_callbacks;
-const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {0, callbacks::retain, callbacks::release, callbacks::describe,
-                                                                callbacks::equal, callbacks::hash};
-const CFDictionaryKeyCallBacks kCFCopyStringDictionaryKeyCallBacks = {0, copy_string, callbacks::release, callbacks::describe,
-                                                                      callbacks::equal, callbacks::hash};
-const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {0, callbacks::retain, callbacks::release, callbacks::describe,
-                                                                    callbacks::equal};
+const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {
+    0, callbacks::retain, callbacks::release, callbacks::describe, callbacks::equal, callbacks::hash};
+const CFDictionaryKeyCallBacks kCFCopyStringDictionaryKeyCallBacks = {
+    0, copy_string, callbacks::release, callbacks::describe, callbacks::equal, callbacks::hash};
+const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {0, callbacks::retain, callbacks::release,
+                                                                    callbacks::describe, callbacks::equal};
 
-CFTypeID CFDictionaryGetTypeID(void) { return cf_dictionary_t::class_type_id(); }
+CFTypeID CFDictionaryGetTypeID(void) {
+    return cf_dictionary_t::class_type_id();
+}
 
 CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void** values, CFIndex numValues,
                                    const CFDictionaryKeyCallBacks* keyCallBacks,

@@ -33,32 +33,43 @@ private:
 CFNumberType canonical_type(CFNumberType type) {
     switch (type) {
         case kCFNumberSInt8Type:
-        case kCFNumberCharType: return kCFNumberSInt8Type;
+        case kCFNumberCharType:
+            return kCFNumberSInt8Type;
         case kCFNumberSInt16Type:
-        case kCFNumberShortType: return kCFNumberSInt16Type;
+        case kCFNumberShortType:
+            return kCFNumberSInt16Type;
         case kCFNumberSInt32Type:
-        case kCFNumberIntType: return kCFNumberSInt32Type;
+        case kCFNumberIntType:
+            return kCFNumberSInt32Type;
         case kCFNumberSInt64Type:
         case kCFNumberLongType:
         case kCFNumberLongLongType:
         case kCFNumberCFIndexType:
-        case kCFNumberNSIntegerType: return kCFNumberSInt64Type;
+        case kCFNumberNSIntegerType:
+            return kCFNumberSInt64Type;
         case kCFNumberFloat32Type:
-        case kCFNumberFloatType: return kCFNumberFloat32Type;
+        case kCFNumberFloatType:
+            return kCFNumberFloat32Type;
         case kCFNumberFloat64Type:
         case kCFNumberDoubleType:
-        case kCFNumberCGFloatType: return kCFNumberFloat64Type;
-        default: return 0;
+        case kCFNumberCGFloatType:
+            return kCFNumberFloat64Type;
+        default:
+            return 0;
     }
 }
 
 CFIndex byte_size(CFNumberType canonical) {
     switch (canonical) {
-        case kCFNumberSInt8Type: return 1;
-        case kCFNumberSInt16Type: return 2;
+        case kCFNumberSInt8Type:
+            return 1;
+        case kCFNumberSInt16Type:
+            return 2;
         case kCFNumberSInt32Type:
-        case kCFNumberFloat32Type: return 4;
-        default: return 8;
+        case kCFNumberFloat32Type:
+            return 4;
+        default:
+            return 8;
     }
 }
 
@@ -82,7 +93,8 @@ public:
 
     // Numbers compare by value, whatever their types (1 equals 1.0).
     int compare(const cf_number_t& other) const {
-        if (!is_real() && !other.is_real()) return m_integer < other.m_integer ? -1 : m_integer > other.m_integer ? 1 : 0;
+        if (!is_real() && !other.is_real())
+            return m_integer < other.m_integer ? -1 : m_integer > other.m_integer ? 1 : 0;
         const double a = is_real() ? m_real : static_cast<double>(m_integer);
         const double b = other.is_real() ? other.m_real : static_cast<double>(other.m_integer);
         if (std::isnan(a) || std::isnan(b)) return std::isnan(a) ? (std::isnan(b) ? 0 : 1) : -1;
@@ -100,9 +112,7 @@ public:
         std::memcpy(&bits, &m_real, sizeof bits);
         return static_cast<CFHashCode>(bits);
     }
-    std::string description() const override {
-        return is_real() ? std::to_string(m_real) : std::to_string(m_integer);
-    }
+    std::string description() const override { return is_real() ? std::to_string(m_real) : std::to_string(m_integer); }
 
 private:
     const CFNumberType m_type;
@@ -149,14 +159,18 @@ const CFNumberRef kCFNumberPositiveInfinity = make_constant_number(std::numeric_
 const CFNumberRef kCFNumberNegativeInfinity = make_constant_number(-std::numeric_limits<double>::infinity());
 const CFNumberRef kCFNumberNaN = make_constant_number(std::numeric_limits<double>::quiet_NaN());
 
-CFTypeID CFBooleanGetTypeID(void) { return cf_boolean_t::class_type_id(); }
+CFTypeID CFBooleanGetTypeID(void) {
+    return cf_boolean_t::class_type_id();
+}
 
 Boolean CFBooleanGetValue(CFBooleanRef boolean) {
     const cf_boolean_t* value = cf_cast<cf_boolean_t>(boolean);
     return value != nullptr && value->value();
 }
 
-CFTypeID CFNumberGetTypeID(void) { return cf_number_t::class_type_id(); }
+CFTypeID CFNumberGetTypeID(void) {
+    return cf_number_t::class_type_id();
+}
 
 CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType theType, const void* valuePtr) {
     const CFNumberType canonical = canonical_type(theType);
@@ -164,18 +178,49 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType theType, const void* val
     std::int64_t integer = 0;
     double real = 0;
     switch (theType) {
-        case kCFNumberSInt8Type: { std::int8_t v; std::memcpy(&v, valuePtr, sizeof v); integer = v; break; }
-        case kCFNumberCharType: { char v; std::memcpy(&v, valuePtr, sizeof v); integer = v; break; }
+        case kCFNumberSInt8Type: {
+            std::int8_t v;
+            std::memcpy(&v, valuePtr, sizeof v);
+            integer = v;
+            break;
+        }
+        case kCFNumberCharType: {
+            char v;
+            std::memcpy(&v, valuePtr, sizeof v);
+            integer = v;
+            break;
+        }
         case kCFNumberSInt16Type:
-        case kCFNumberShortType: { std::int16_t v; std::memcpy(&v, valuePtr, sizeof v); integer = v; break; }
+        case kCFNumberShortType: {
+            std::int16_t v;
+            std::memcpy(&v, valuePtr, sizeof v);
+            integer = v;
+            break;
+        }
         case kCFNumberSInt32Type:
-        case kCFNumberIntType: { std::int32_t v; std::memcpy(&v, valuePtr, sizeof v); integer = v; break; }
+        case kCFNumberIntType: {
+            std::int32_t v;
+            std::memcpy(&v, valuePtr, sizeof v);
+            integer = v;
+            break;
+        }
         case kCFNumberFloat32Type:
-        case kCFNumberFloatType: { float v; std::memcpy(&v, valuePtr, sizeof v); real = v; break; }
+        case kCFNumberFloatType: {
+            float v;
+            std::memcpy(&v, valuePtr, sizeof v);
+            real = v;
+            break;
+        }
         case kCFNumberFloat64Type:
         case kCFNumberDoubleType:
-        case kCFNumberCGFloatType: { std::memcpy(&real, valuePtr, sizeof real); break; }
-        default: { std::memcpy(&integer, valuePtr, sizeof integer); break; }
+        case kCFNumberCGFloatType: {
+            std::memcpy(&real, valuePtr, sizeof real);
+            break;
+        }
+        default: {
+            std::memcpy(&integer, valuePtr, sizeof integer);
+            break;
+        }
     }
     return cf_ref<CFNumberRef>(new cf_number_t(canonical, integer, real));
 }
@@ -208,22 +253,29 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePt
         }
         std::memcpy(valuePtr, &real, sizeof real);
         // Integers beyond 2^53 do not all survive the trip through a double.
-        return value->is_real() ||
-               (std::fabs(real) < 9.2e18 && static_cast<std::int64_t>(real) == value->integer());
+        return value->is_real() || (std::fabs(real) < 9.2e18 && static_cast<std::int64_t>(real) == value->integer());
     }
     if (value->is_real()) {
         switch (wanted) {
-            case kCFNumberSInt8Type: return store_real_as_integer<std::int8_t>(value->real(), valuePtr);
-            case kCFNumberSInt16Type: return store_real_as_integer<std::int16_t>(value->real(), valuePtr);
-            case kCFNumberSInt32Type: return store_real_as_integer<std::int32_t>(value->real(), valuePtr);
-            default: return store_real_as_integer<std::int64_t>(value->real(), valuePtr);
+            case kCFNumberSInt8Type:
+                return store_real_as_integer<std::int8_t>(value->real(), valuePtr);
+            case kCFNumberSInt16Type:
+                return store_real_as_integer<std::int16_t>(value->real(), valuePtr);
+            case kCFNumberSInt32Type:
+                return store_real_as_integer<std::int32_t>(value->real(), valuePtr);
+            default:
+                return store_real_as_integer<std::int64_t>(value->real(), valuePtr);
         }
     }
     switch (wanted) {
-        case kCFNumberSInt8Type: return store_integer<std::int8_t>(value->integer(), valuePtr);
-        case kCFNumberSInt16Type: return store_integer<std::int16_t>(value->integer(), valuePtr);
-        case kCFNumberSInt32Type: return store_integer<std::int32_t>(value->integer(), valuePtr);
-        default: return store_integer<std::int64_t>(value->integer(), valuePtr);
+        case kCFNumberSInt8Type:
+            return store_integer<std::int8_t>(value->integer(), valuePtr);
+        case kCFNumberSInt16Type:
+            return store_integer<std::int16_t>(value->integer(), valuePtr);
+        case kCFNumberSInt32Type:
+            return store_integer<std::int32_t>(value->integer(), valuePtr);
+        default:
+            return store_integer<std::int64_t>(value->integer(), valuePtr);
     }
 }
 

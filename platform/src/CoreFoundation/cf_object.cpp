@@ -46,9 +46,13 @@ void cf_object_t::make_constant() {
     cf_registry_t::instance().object_died(m_type_id);
 }
 
-CFTypeID register_cf_type(const char* name) { return cf_registry_t::instance().register_type(name); }
+CFTypeID register_cf_type(const char* name) {
+    return cf_registry_t::instance().register_type(name);
+}
 
-const char* cf_type_name(CFTypeID type_id) { return cf_registry_t::instance().type_name(type_id); }
+const char* cf_type_name(CFTypeID type_id) {
+    return cf_registry_t::instance().type_name(type_id);
+}
 
 void cf_fatal(const char* what) {
     std::fprintf(stderr, "CoreFoundation: %s\n", what);

@@ -50,7 +50,9 @@ using namespace zav_platform;
 
 namespace {
 
-CFStringRef new_string(std::u16string text) { return cf_ref<CFStringRef>(new cf_string_t(std::move(text), false)); }
+CFStringRef new_string(std::u16string text) {
+    return cf_ref<CFStringRef>(new cf_string_t(std::move(text), false));
+}
 
 CFMutableStringRef new_mutable_string(std::u16string text) {
     return cf_ref<CFMutableStringRef>(new cf_string_t(std::move(text), true));
@@ -66,7 +68,9 @@ char16_t fold_case(char16_t c) {
     return c;
 }
 
-bool is_digit(char16_t c) { return c >= u'0' && c <= u'9'; }
+bool is_digit(char16_t c) {
+    return c >= u'0' && c <= u'9';
+}
 
 int compare_units(const std::u16string& a, const std::u16string& b, CFStringCompareFlags flags) {
     const bool fold = (flags & kCFCompareCaseInsensitive) != 0;
@@ -125,7 +129,9 @@ CFStringRef __CFStringMakeConstantString(const char* cStr) {
     return ref;
 }
 
-CFTypeID CFStringGetTypeID(void) { return cf_string_t::class_type_id(); }
+CFTypeID CFStringGetTypeID(void) {
+    return cf_string_t::class_type_id();
+}
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex numBytes, CFStringEncoding encoding,
                                     Boolean isExternalRepresentation) {
@@ -165,7 +171,9 @@ CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef theString) {
     return new_string(string->utf16());
 }
 
-CFMutableStringRef CFStringCreateMutable(CFAllocatorRef, CFIndex) { return new_mutable_string(std::u16string()); }
+CFMutableStringRef CFStringCreateMutable(CFAllocatorRef, CFIndex) {
+    return new_mutable_string(std::u16string());
+}
 
 CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex, CFStringRef theString) {
     const cf_string_t* string = cf_cast<cf_string_t>(theString);
@@ -252,8 +260,8 @@ CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding 
     std::string one;
     if (isExternalRepresentation && encode_string(std::u16string(), encoding, lossByte, true, &one)) bytes = one;
     for (CFIndex i = range.location; i < range.location + range.length; ++i) {
-        if (!encode_string(std::u16string(1, string->utf16()[static_cast<std::size_t>(i)]), encoding, lossByte,
-                           false, &one))
+        if (!encode_string(std::u16string(1, string->utf16()[static_cast<std::size_t>(i)]), encoding, lossByte, false,
+                           &one))
             break;
         if (buffer != nullptr && static_cast<CFIndex>(bytes.size() + one.size()) > maxBufLen) break;
         bytes += one;
@@ -264,9 +272,12 @@ CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding 
     return converted;
 }
 
-CFStringEncoding CFStringGetSystemEncoding(void) { return kCFStringEncodingMacRoman; }
+CFStringEncoding CFStringGetSystemEncoding(void) {
+    return kCFStringEncodingMacRoman;
+}
 
-CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2, CFStringCompareFlags compareOptions) {
+CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,
+                                   CFStringCompareFlags compareOptions) {
     const cf_string_t* a = cf_cast<cf_string_t>(theString1);
     const cf_string_t* b = cf_cast<cf_string_t>(theString2);
     if (a == nullptr || b == nullptr) cf_fatal("CFStringCompare called with something that is not a string");

@@ -10,8 +10,7 @@ namespace zav_platform {
 
 // Bytes in `encoding` to UTF-16. With `external`, UTF-16 and UTF-32 may start with a byte
 // order mark. False when the bytes are not valid in that encoding or it is not supported.
-bool decode_string(const UInt8* bytes, std::size_t size, CFStringEncoding encoding, bool external,
-                   std::u16string* out);
+bool decode_string(const UInt8* bytes, std::size_t size, CFStringEncoding encoding, bool external, std::u16string* out);
 
 // UTF-16 to bytes in `encoding`. Characters that the encoding cannot hold become `loss_byte`,
 // or make the conversion fail when it is 0. With `external`, UTF-16 and UTF-32 get a byte

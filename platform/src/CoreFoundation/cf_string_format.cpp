@@ -86,11 +86,28 @@ std::string format_text(const std::string& format, va_list args) {
                     length_text = "ll";
                     ++i;
                     break;
-                case 'j': length = length_t::j; length_text = "j"; ++i; break;
-                case 'z': length = length_t::z; length_text = "z"; ++i; break;
-                case 't': length = length_t::t; length_text = "t"; ++i; break;
-                case 'L': length = length_t::L; length_text = "L"; ++i; break;
-                default: break;
+                case 'j':
+                    length = length_t::j;
+                    length_text = "j";
+                    ++i;
+                    break;
+                case 'z':
+                    length = length_t::z;
+                    length_text = "z";
+                    ++i;
+                    break;
+                case 't':
+                    length = length_t::t;
+                    length_text = "t";
+                    ++i;
+                    break;
+                case 'L':
+                    length = length_t::L;
+                    length_text = "L";
+                    ++i;
+                    break;
+                default:
+                    break;
             }
         }
         if (i >= format.size()) break;
@@ -112,12 +129,24 @@ std::string format_text(const std::string& format, va_list args) {
             case 'X': {
                 const std::string full = directive + length_text + conversion;
                 switch (length) {
-                    case length_t::l: append_formatted(&out, full, va_arg(args, long)); break;
-                    case length_t::ll: append_formatted(&out, full, va_arg(args, long long)); break;
-                    case length_t::j: append_formatted(&out, full, va_arg(args, intmax_t)); break;
-                    case length_t::z: append_formatted(&out, full, va_arg(args, size_t)); break;
-                    case length_t::t: append_formatted(&out, full, va_arg(args, ptrdiff_t)); break;
-                    default: append_formatted(&out, full, va_arg(args, int)); break;
+                    case length_t::l:
+                        append_formatted(&out, full, va_arg(args, long));
+                        break;
+                    case length_t::ll:
+                        append_formatted(&out, full, va_arg(args, long long));
+                        break;
+                    case length_t::j:
+                        append_formatted(&out, full, va_arg(args, intmax_t));
+                        break;
+                    case length_t::z:
+                        append_formatted(&out, full, va_arg(args, size_t));
+                        break;
+                    case length_t::t:
+                        append_formatted(&out, full, va_arg(args, ptrdiff_t));
+                        break;
+                    default:
+                        append_formatted(&out, full, va_arg(args, int));
+                        break;
                 }
                 break;
             }
@@ -157,7 +186,8 @@ std::string format_text(const std::string& format, va_list args) {
 
 }  // namespace
 
-CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef, CFDictionaryRef, CFStringRef format, va_list arguments) {
+CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef, CFDictionaryRef, CFStringRef format,
+                                                 va_list arguments) {
     const cf_string_t* pattern = cf_cast<cf_string_t>(format);
     if (pattern == nullptr) return nullptr;
     va_list copy;
@@ -166,8 +196,9 @@ CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef, CFDictionaryRef
     va_end(copy);
     CFStringRef result = make_cf_string(text);
     // Arguments may carry bytes that are not UTF-8 (%s of Latin-1 text): keep them as Latin-1.
-    if (result == nullptr) result = CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
-                                                            static_cast<CFIndex>(text.size()), kCFStringEncodingISOLatin1, false);
+    if (result == nullptr)
+        result = CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
+                                         static_cast<CFIndex>(text.size()), kCFStringEncodingISOLatin1, false);
     return result;
 }
 

@@ -8,11 +8,21 @@
 
 namespace zav_platform::cf_type_callbacks {
 
-inline const void* retain(CFAllocatorRef, const void* value) { return CFRetain(value); }
-inline void release(CFAllocatorRef, const void* value) { CFRelease(value); }
-inline CFStringRef describe(const void* value) { return CFCopyDescription(value); }
-inline Boolean equal(const void* a, const void* b) { return CFEqual(a, b); }
-inline CFHashCode hash(const void* value) { return CFHash(value); }
+inline const void* retain(CFAllocatorRef, const void* value) {
+    return CFRetain(value);
+}
+inline void release(CFAllocatorRef, const void* value) {
+    CFRelease(value);
+}
+inline CFStringRef describe(const void* value) {
+    return CFCopyDescription(value);
+}
+inline Boolean equal(const void* a, const void* b) {
+    return CFEqual(a, b);
+}
+inline CFHashCode hash(const void* value) {
+    return CFHash(value);
+}
 
 }  // namespace zav_platform::cf_type_callbacks
 

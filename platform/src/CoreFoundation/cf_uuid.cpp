@@ -48,7 +48,9 @@ private:
     const bytes_t m_bytes;
 };
 
-CFUUIDRef create(const bytes_t& bytes) { return cf_ref<CFUUIDRef>(new cf_uuid_t(bytes)); }
+CFUUIDRef create(const bytes_t& bytes) {
+    return cf_ref<CFUUIDRef>(new cf_uuid_t(bytes));
+}
 
 int hex_value(char c) {
     if (c >= '0' && c <= '9') return c - '0';
@@ -59,7 +61,9 @@ int hex_value(char c) {
 
 }  // namespace
 
-CFTypeID CFUUIDGetTypeID(void) { return cf_uuid_t::class_type_id(); }
+CFTypeID CFUUIDGetTypeID(void) {
+    return cf_uuid_t::class_type_id();
+}
 
 CFUUIDRef CFUUIDCreate(CFAllocatorRef) {
     static std::mutex s_mutex;
@@ -123,8 +127,8 @@ CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef, UInt8 byte0, UInt8 byte
                                          UInt8 byte15) {
     static std::mutex s_mutex;
     static auto* s_constants = new std::map<bytes_t, CFUUIDRef>;
-    const bytes_t bytes{byte0, byte1, byte2, byte3, byte4, byte5, byte6, byte7, byte8, byte9, byte10, byte11, byte12,
-                        byte13, byte14, byte15};
+    const bytes_t bytes{byte0, byte1, byte2,  byte3,  byte4,  byte5,  byte6,  byte7,
+                        byte8, byte9, byte10, byte11, byte12, byte13, byte14, byte15};
     std::lock_guard<std::mutex> lock(s_mutex);
     auto found = s_constants->find(bytes);
     if (found != s_constants->end()) return found->second;

@@ -83,8 +83,8 @@ CFDictionaryRef attachment_bearer_t::copy_dictionary(CMAttachmentMode mode) cons
     for (const attachment_t& a : m_attachments) {
         if (a.m_mode != mode) continue;
         if (dictionary == nullptr)
-            dictionary = CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                   &kCFTypeDictionaryValueCallBacks);
+            dictionary =
+                CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
         CFDictionarySetValue(dictionary, a.m_p_key, a.m_p_value);
     }
     return dictionary;

@@ -16,7 +16,9 @@ CFTypeID cm_format_description_t::class_type_id() {
 
 cm_format_description_t::cm_format_description_t(CMMediaType media_type, FourCharCode subtype,
                                                  CFDictionaryRef extensions)
-    : cf_object_t(class_type_id()), m_media_type(media_type), m_subtype(subtype),
+    : cf_object_t(class_type_id()),
+      m_media_type(media_type),
+      m_subtype(subtype),
       m_p_extensions(extensions != nullptr && CFDictionaryGetCount(extensions) > 0
                          ? CFDictionaryCreateCopy(nullptr, extensions)
                          : nullptr) {}
@@ -45,7 +47,8 @@ CFHashCode cm_format_description_t::hash() const {
 std::string cm_format_description_t::description() const {
     auto fourcc = [](UInt32 code) {
         std::string text(4, ' ');
-        for (int i = 0; i < 4; ++i) text[static_cast<std::size_t>(i)] = static_cast<char>((code >> (24 - 8 * i)) & 0xFF);
+        for (int i = 0; i < 4; ++i)
+            text[static_cast<std::size_t>(i)] = static_cast<char>((code >> (24 - 8 * i)) & 0xFF);
         return text;
     };
     char text[160];
@@ -85,7 +88,9 @@ const CFStringRef kCMFormatDescriptionExtension_Version = CFSTR("Version");
 const CFStringRef kCMFormatDescriptionExtension_RevisionLevel = CFSTR("RevisionLevel");
 const CFStringRef kCMFormatDescriptionExtension_Vendor = CFSTR("Vendor");
 
-CFTypeID CMFormatDescriptionGetTypeID(void) { return cm_format_description_t::class_type_id(); }
+CFTypeID CMFormatDescriptionGetTypeID(void) {
+    return cm_format_description_t::class_type_id();
+}
 
 OSStatus CMFormatDescriptionCreate(CFAllocatorRef, CMMediaType mediaType, FourCharCode mediaSubType,
                                    CFDictionaryRef extensions, CMFormatDescriptionRef* formatDescriptionOut) {
@@ -97,7 +102,8 @@ OSStatus CMFormatDescriptionCreate(CFAllocatorRef, CMMediaType mediaType, FourCh
     return noErr;
 }
 
-Boolean CMFormatDescriptionEqual(CMFormatDescriptionRef formatDescription, CMFormatDescriptionRef otherFormatDescription) {
+Boolean CMFormatDescriptionEqual(CMFormatDescriptionRef formatDescription,
+                                 CMFormatDescriptionRef otherFormatDescription) {
     const cm_format_description_t* a = description_of(formatDescription);
     const cm_format_description_t* b = description_of(otherFormatDescription);
     if (a == nullptr || b == nullptr) return a == b && formatDescription == otherFormatDescription;

@@ -14,10 +14,13 @@ cm_sample_buffer_t::cm_sample_buffer_t(CVImageBufferRef image_buffer, CMFormatDe
                                        const CMSampleTimingInfo& timing, bool data_ready,
                                        CMSampleBufferMakeDataReadyCallback make_data_ready,
                                        void* make_data_ready_refcon)
-    : attachment_bearer_t(class_type_id()), m_data_ready(data_ready), m_make_data_ready(make_data_ready),
+    : attachment_bearer_t(class_type_id()),
+      m_data_ready(data_ready),
+      m_make_data_ready(make_data_ready),
       m_p_make_data_ready_refcon(make_data_ready_refcon),
       m_p_image_buffer(static_cast<CVImageBufferRef>(const_cast<void*>(CFRetain(image_buffer)))),
-      m_p_format_description(static_cast<CMFormatDescriptionRef>(CFRetain(format_description))), m_timing(timing) {}
+      m_p_format_description(static_cast<CMFormatDescriptionRef>(CFRetain(format_description))),
+      m_timing(timing) {}
 
 cm_sample_buffer_t::~cm_sample_buffer_t() {
     CFRelease(m_p_image_buffer);
@@ -28,18 +31,23 @@ cm_sample_buffer_t::~cm_sample_buffer_t() {
 
 namespace {
 
-cm_sample_buffer_t* sample_of(CMSampleBufferRef ref) { return cf_cast<cm_sample_buffer_t>(ref); }
+cm_sample_buffer_t* sample_of(CMSampleBufferRef ref) {
+    return cf_cast<cm_sample_buffer_t>(ref);
+}
 
 }  // namespace
 
 const CMSampleTimingInfo kCMTimingInfoInvalid = {kCMTimeInvalid, kCMTimeInvalid, kCMTimeInvalid};
 
-CFTypeID CMSampleBufferGetTypeID(void) { return cm_sample_buffer_t::class_type_id(); }
+CFTypeID CMSampleBufferGetTypeID(void) {
+    return cm_sample_buffer_t::class_type_id();
+}
 
 OSStatus CMSampleBufferCreateForImageBuffer(CFAllocatorRef, CVImageBufferRef imageBuffer, Boolean dataReady,
                                             CMSampleBufferMakeDataReadyCallback makeDataReadyCallback,
                                             void* makeDataReadyRefcon, CMVideoFormatDescriptionRef formatDescription,
-                                            const CMSampleTimingInfo* sampleTiming, CMSampleBufferRef* sampleBufferOut) {
+                                            const CMSampleTimingInfo* sampleTiming,
+                                            CMSampleBufferRef* sampleBufferOut) {
     if (imageBuffer == nullptr || formatDescription == nullptr || sampleTiming == nullptr || sampleBufferOut == nullptr)
         return kCMSampleBufferError_RequiredParameterMissing;
     if (CFGetTypeID(formatDescription) != CMFormatDescriptionGetTypeID() ||
@@ -102,7 +110,9 @@ CMFormatDescriptionRef CMSampleBufferGetFormatDescription(CMSampleBufferRef sbuf
     return sample != nullptr ? sample->format_description() : nullptr;
 }
 
-CMItemCount CMSampleBufferGetNumSamples(CMSampleBufferRef sbuf) { return sample_of(sbuf) != nullptr ? 1 : 0; }
+CMItemCount CMSampleBufferGetNumSamples(CMSampleBufferRef sbuf) {
+    return sample_of(sbuf) != nullptr ? 1 : 0;
+}
 
 CMTime CMSampleBufferGetDuration(CMSampleBufferRef sbuf) {
     const cm_sample_buffer_t* sample = sample_of(sbuf);
@@ -144,4 +154,6 @@ OSStatus CMSampleBufferGetSampleTimingInfoArray(CMSampleBufferRef sbuf, CMItemCo
     return noErr;
 }
 
-size_t CMSampleBufferGetTotalSampleSize(CMSampleBufferRef) { return 0; }
+size_t CMSampleBufferGetTotalSampleSize(CMSampleBufferRef) {
+    return 0;
+}

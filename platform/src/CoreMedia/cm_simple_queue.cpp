@@ -61,11 +61,15 @@ private:
     std::size_t m_count = 0;
 };
 
-cm_simple_queue_t* queue_of(CMSimpleQueueRef ref) { return cf_cast<cm_simple_queue_t>(ref); }
+cm_simple_queue_t* queue_of(CMSimpleQueueRef ref) {
+    return cf_cast<cm_simple_queue_t>(ref);
+}
 
 }  // namespace
 
-CFTypeID CMSimpleQueueGetTypeID(void) { return cm_simple_queue_t::class_type_id(); }
+CFTypeID CMSimpleQueueGetTypeID(void) {
+    return cm_simple_queue_t::class_type_id();
+}
 
 OSStatus CMSimpleQueueCreate(CFAllocatorRef, int32_t capacity, CMSimpleQueueRef* queueOut) {
     if (queueOut == nullptr) return kCMSimpleQueueError_RequiredParameterMissing;

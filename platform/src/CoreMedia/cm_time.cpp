@@ -22,7 +22,9 @@ CMTime make(int64_t value, int32_t timescale, CMTimeFlags flags, int64_t epoch) 
     return time;
 }
 
-CMTime special(CMTimeFlags implied) { return make(0, 0, k_valid | implied, 0); }
+CMTime special(CMTimeFlags implied) {
+    return make(0, 0, k_valid | implied, 0);
+}
 
 // value * num / den rounded as `method` says; false on overflow.
 bool rescale(int64_t value, int64_t num, int64_t den, CMTimeRoundingMethod method, int64_t* out, bool* rounded) {
@@ -36,12 +38,22 @@ bool rescale(int64_t value, int64_t num, int64_t den, CMTimeRoundingMethod metho
         const __int128 divisor = den < 0 ? -static_cast<__int128>(den) : den;
         bool away = false;
         switch (method) {
-            case kCMTimeRoundingMethod_RoundTowardZero: away = false; break;
-            case kCMTimeRoundingMethod_RoundAwayFromZero: away = true; break;
-            case kCMTimeRoundingMethod_RoundTowardPositiveInfinity: away = !negative; break;
-            case kCMTimeRoundingMethod_RoundTowardNegativeInfinity: away = negative; break;
+            case kCMTimeRoundingMethod_RoundTowardZero:
+                away = false;
+                break;
+            case kCMTimeRoundingMethod_RoundAwayFromZero:
+                away = true;
+                break;
+            case kCMTimeRoundingMethod_RoundTowardPositiveInfinity:
+                away = !negative;
+                break;
+            case kCMTimeRoundingMethod_RoundTowardNegativeInfinity:
+                away = negative;
+                break;
             case kCMTimeRoundingMethod_QuickTime:  // toward zero when scaling down, else half away
-            default: away = twice >= divisor; break;
+            default:
+                away = twice >= divisor;
+                break;
         }
         if (away) quotient += negative ? -1 : 1;
     }
@@ -147,9 +159,13 @@ CMTime CMTimeConvertScale(CMTime time, int32_t newTimescale, CMTimeRoundingMetho
     return result;
 }
 
-CMTime CMTimeAdd(CMTime lhs, CMTime rhs) { return combine(lhs, rhs, 1); }
+CMTime CMTimeAdd(CMTime lhs, CMTime rhs) {
+    return combine(lhs, rhs, 1);
+}
 
-CMTime CMTimeSubtract(CMTime lhs, CMTime rhs) { return combine(lhs, rhs, -1); }
+CMTime CMTimeSubtract(CMTime lhs, CMTime rhs) {
+    return combine(lhs, rhs, -1);
+}
 
 CMTime CMTimeMultiplyByRatio(CMTime time, int32_t multiplier, int32_t divisor) {
     if (CMTIME_IS_INVALID(time) || divisor == 0) return kCMTimeInvalid;
@@ -164,13 +180,15 @@ CMTime CMTimeMultiplyByRatio(CMTime time, int32_t multiplier, int32_t divisor) {
     bool rounded = false;
     if (!rescale(time.value, multiplier, divisor, kCMTimeRoundingMethod_Default, &value, &rounded))
         return ((time.value > 0) == ((multiplier < 0) == (divisor < 0))) ? kCMTimePositiveInfinity
-                                                                           : kCMTimeNegativeInfinity;
+                                                                         : kCMTimeNegativeInfinity;
     CMTime result = make(value, time.timescale, time.flags, time.epoch);
     if (rounded) result.flags |= kCMTimeFlags_HasBeenRounded;
     return result;
 }
 
-CMTime CMTimeMultiply(CMTime time, int32_t multiplier) { return CMTimeMultiplyByRatio(time, multiplier, 1); }
+CMTime CMTimeMultiply(CMTime time, int32_t multiplier) {
+    return CMTimeMultiplyByRatio(time, multiplier, 1);
+}
 
 CMTime CMTimeMultiplyByFloat64(CMTime time, Float64 multiplier) {
     if (!CMTIME_IS_NUMERIC(time)) return CMTimeMultiplyByRatio(time, multiplier < 0 ? -1 : multiplier > 0 ? 1 : 0, 1);

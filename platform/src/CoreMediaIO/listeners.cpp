@@ -45,9 +45,9 @@ bool listener_registry_t::remove(CMIOObjectID object, const CMIOObjectPropertyAd
 
 void listener_registry_t::remove_object(CMIOObjectID object) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_listeners.erase(std::remove_if(m_listeners.begin(), m_listeners.end(),
-                                     [&](const listener_t& l) { return l.object == object; }),
-                      m_listeners.end());
+    m_listeners.erase(
+        std::remove_if(m_listeners.begin(), m_listeners.end(), [&](const listener_t& l) { return l.object == object; }),
+        m_listeners.end());
 }
 
 void listener_registry_t::notify(CMIOObjectID object, UInt32 count, const CMIOObjectPropertyAddress* addresses) const {

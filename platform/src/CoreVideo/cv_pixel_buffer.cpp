@@ -22,14 +22,16 @@ cv_pixel_buffer_t::~cv_pixel_buffer_t() {
 }
 
 CVReturn cv_pixel_buffer_t::lock(CVPixelBufferLockFlags flags) {
-    if ((flags & ~static_cast<CVPixelBufferLockFlags>(kCVPixelBufferLock_ReadOnly)) != 0) return kCVReturnInvalidArgument;
+    if ((flags & ~static_cast<CVPixelBufferLockFlags>(kCVPixelBufferLock_ReadOnly)) != 0)
+        return kCVReturnInvalidArgument;
     std::lock_guard<std::mutex> guard(m_lock_mutex);
     ++((flags & kCVPixelBufferLock_ReadOnly) ? m_read_only_locks : m_read_write_locks);
     return kCVReturnSuccess;
 }
 
 CVReturn cv_pixel_buffer_t::unlock(CVPixelBufferLockFlags flags) {
-    if ((flags & ~static_cast<CVPixelBufferLockFlags>(kCVPixelBufferLock_ReadOnly)) != 0) return kCVReturnInvalidArgument;
+    if ((flags & ~static_cast<CVPixelBufferLockFlags>(kCVPixelBufferLock_ReadOnly)) != 0)
+        return kCVReturnInvalidArgument;
     std::lock_guard<std::mutex> guard(m_lock_mutex);
     // An unlock must match an earlier lock with the same flags.
     long& count = (flags & kCVPixelBufferLock_ReadOnly) ? m_read_only_locks : m_read_write_locks;
@@ -43,7 +45,9 @@ void* allocate_pixels(std::size_t size) {
     return std::aligned_alloc(64, rounded == 0 ? 64 : rounded);
 }
 
-void free_pixels(void* data) { std::free(data); }
+void free_pixels(void* data) {
+    std::free(data);
+}
 
 bool pixel_layout_for(std::size_t width, std::size_t height, OSType format, CFDictionaryRef attributes,
                       pixel_layout_t* layout, CVReturn* status) {
@@ -80,15 +84,23 @@ using namespace zav_platform;
 
 namespace {
 
-const cv_pixel_buffer_t* buffer_of(CVPixelBufferRef ref) { return cf_cast<cv_pixel_buffer_t>(ref); }
+const cv_pixel_buffer_t* buffer_of(CVPixelBufferRef ref) {
+    return cf_cast<cv_pixel_buffer_t>(ref);
+}
 
 }  // namespace
 
-CFTypeID CVPixelBufferGetTypeID(void) { return cv_pixel_buffer_t::class_type_id(); }
+CFTypeID CVPixelBufferGetTypeID(void) {
+    return cv_pixel_buffer_t::class_type_id();
+}
 
-CVPixelBufferRef CVPixelBufferRetain(CVPixelBufferRef texture) { return CVBufferRetain(texture); }
+CVPixelBufferRef CVPixelBufferRetain(CVPixelBufferRef texture) {
+    return CVBufferRetain(texture);
+}
 
-void CVPixelBufferRelease(CVPixelBufferRef texture) { CVBufferRelease(texture); }
+void CVPixelBufferRelease(CVPixelBufferRef texture) {
+    CVBufferRelease(texture);
+}
 
 CVReturn CVPixelBufferCreate(CFAllocatorRef, size_t width, size_t height, OSType pixelFormatType,
                              CFDictionaryRef pixelBufferAttributes, CVPixelBufferRef* pixelBufferOut) {
@@ -163,9 +175,13 @@ size_t CVPixelBufferGetDataSize(CVPixelBufferRef pixelBuffer) {
     return buffer != nullptr ? buffer->layout().data_size() : 0;
 }
 
-Boolean CVPixelBufferIsPlanar(CVPixelBufferRef) { return false; }
+Boolean CVPixelBufferIsPlanar(CVPixelBufferRef) {
+    return false;
+}
 
-size_t CVPixelBufferGetPlaneCount(CVPixelBufferRef) { return 0; }
+size_t CVPixelBufferGetPlaneCount(CVPixelBufferRef) {
+    return 0;
+}
 
 void CVPixelBufferGetExtendedPixels(CVPixelBufferRef, size_t* extraColumnsOnLeft, size_t* extraColumnsOnRight,
                                     size_t* extraRowsOnTop, size_t* extraRowsOnBottom) {

@@ -61,8 +61,11 @@ public:
     }
     cv_pixel_buffer_pool_t(const pixel_layout_t& layout, CFDictionaryRef pool_attributes,
                            CFDictionaryRef buffer_attributes)
-        : cf_object_t(class_type_id()), m_layout(layout), m_memory(std::make_shared<pool_memory_t>()),
-          m_p_pool_attributes(copy(pool_attributes)), m_p_buffer_attributes(copy(buffer_attributes)) {}
+        : cf_object_t(class_type_id()),
+          m_layout(layout),
+          m_memory(std::make_shared<pool_memory_t>()),
+          m_p_pool_attributes(copy(pool_attributes)),
+          m_p_buffer_attributes(copy(buffer_attributes)) {}
     ~cv_pixel_buffer_pool_t() override {
         m_memory->close();
         if (m_p_pool_attributes != nullptr) CFRelease(m_p_pool_attributes);
@@ -113,11 +116,15 @@ bool number_attribute(CFDictionaryRef attributes, CFStringRef key, SInt64* value
     return CFNumberGetValue(static_cast<CFNumberRef>(found), kCFNumberSInt64Type, value) && *value >= 0;
 }
 
-cv_pixel_buffer_pool_t* pool_of(CVPixelBufferPoolRef ref) { return cf_cast<cv_pixel_buffer_pool_t>(ref); }
+cv_pixel_buffer_pool_t* pool_of(CVPixelBufferPoolRef ref) {
+    return cf_cast<cv_pixel_buffer_pool_t>(ref);
+}
 
 }  // namespace
 
-CFTypeID CVPixelBufferPoolGetTypeID(void) { return cv_pixel_buffer_pool_t::class_type_id(); }
+CFTypeID CVPixelBufferPoolGetTypeID(void) {
+    return cv_pixel_buffer_pool_t::class_type_id();
+}
 
 CVPixelBufferPoolRef CVPixelBufferPoolRetain(CVPixelBufferPoolRef pixelBufferPool) {
     if (pixelBufferPool != nullptr) CFRetain(pixelBufferPool);
@@ -151,7 +158,8 @@ CVReturn CVPixelBufferPoolCreate(CFAllocatorRef, CFDictionaryRef poolAttributes,
         return status;
     auto* pool = new cv_pixel_buffer_pool_t(layout, poolAttributes, pixelBufferAttributes);
     SInt64 minimum = 0;
-    if (poolAttributes != nullptr && number_attribute(poolAttributes, kCVPixelBufferPoolMinimumBufferCountKey, &minimum))
+    if (poolAttributes != nullptr &&
+        number_attribute(poolAttributes, kCVPixelBufferPoolMinimumBufferCountKey, &minimum))
         pool->preallocate(static_cast<long>(minimum < 64 ? minimum : 64));
     *poolOut = cf_ref<CVPixelBufferPoolRef>(pool);
     return kCVReturnSuccess;

@@ -66,12 +66,24 @@ void add_clock_invalidated(CFTypeRef clock) {
 
 namespace probe {
 
-std::vector<created_object_t> created_objects() { return copy_of(records().created); }
-std::vector<published_and_died_t> published_and_died() { return copy_of(records().published_and_died); }
-std::vector<properties_changed_t> properties_changed() { return copy_of(records().properties_changed); }
-std::vector<clock_created_t> clocks_created() { return copy_of(records().clocks_created); }
-std::vector<clock_event_t> clock_events() { return copy_of(records().clock_events); }
-std::vector<CFTypeRef> clocks_invalidated() { return copy_of(records().clocks_invalidated); }
+std::vector<created_object_t> created_objects() {
+    return copy_of(records().created);
+}
+std::vector<published_and_died_t> published_and_died() {
+    return copy_of(records().published_and_died);
+}
+std::vector<properties_changed_t> properties_changed() {
+    return copy_of(records().properties_changed);
+}
+std::vector<clock_created_t> clocks_created() {
+    return copy_of(records().clocks_created);
+}
+std::vector<clock_event_t> clock_events() {
+    return copy_of(records().clock_events);
+}
+std::vector<CFTypeRef> clocks_invalidated() {
+    return copy_of(records().clocks_invalidated);
+}
 
 void clear_records() {
     records_t& all = records();

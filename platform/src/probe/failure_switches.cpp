@@ -16,7 +16,9 @@ std::array<std::atomic<OSStatus>, k_call_count>& switches() {
     return s_switches;
 }
 
-std::size_t index_of(probe::failing_call_t call) { return static_cast<std::size_t>(call); }
+std::size_t index_of(probe::failing_call_t call) {
+    return static_cast<std::size_t>(call);
+}
 
 }  // namespace
 

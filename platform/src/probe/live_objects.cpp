@@ -4,10 +4,16 @@
 
 namespace zav_platform::probe {
 
-std::size_t live_object_count() { return cf_registry_t::instance().live_count(); }
+std::size_t live_object_count() {
+    return cf_registry_t::instance().live_count();
+}
 
-std::size_t live_object_count(CFTypeID type_id) { return cf_registry_t::instance().live_count(type_id); }
+std::size_t live_object_count(CFTypeID type_id) {
+    return cf_registry_t::instance().live_count(type_id);
+}
 
-std::map<std::string, std::size_t> live_objects_by_type() { return cf_registry_t::instance().live_by_type(); }
+std::map<std::string, std::size_t> live_objects_by_type() {
+    return cf_registry_t::instance().live_by_type();
+}
 
 }  // namespace zav_platform::probe

@@ -15,7 +15,9 @@ struct broken_t {
     const char* m_name;
 };
 
-ULONG add_ref(void* self) { return ++static_cast<broken_t*>(self)->m_references; }
+ULONG add_ref(void* self) {
+    return ++static_cast<broken_t*>(self)->m_references;
+}
 
 ULONG release(void* self) {
     auto* object = static_cast<broken_t*>(self);
@@ -27,7 +29,9 @@ ULONG release(void* self) {
     return left;
 }
 
-OSStatus fail_to_initialize(CMIOHardwarePlugInRef, CMIOObjectID) { return kCMIOHardwareIllegalOperationError; }
+OSStatus fail_to_initialize(CMIOHardwarePlugInRef, CMIOObjectID) {
+    return kCMIOHardwareIllegalOperationError;
+}
 
 // The refusing table answers no interface; the failing one gives itself and fails to start.
 CMIOHardwarePlugInInterface make_table(bool refusing) {
@@ -35,11 +39,12 @@ CMIOHardwarePlugInInterface make_table(bool refusing) {
     table.QueryInterface = refusing ? +[](void*, REFIID, LPVOID* interface) -> HRESULT {
         *interface = nullptr;
         return E_NOINTERFACE;
-    } : +[](void* self, REFIID, LPVOID* interface) -> HRESULT {
-        add_ref(self);
-        *interface = self;
-        return S_OK;
-    };
+    }
+    : +[](void* self, REFIID, LPVOID* interface) -> HRESULT {
+          add_ref(self);
+          *interface = self;
+          return S_OK;
+      };
     table.AddRef = add_ref;
     table.Release = release;
     table.InitializeWithObjectID = fail_to_initialize;

@@ -42,14 +42,18 @@ struct camera_t {
     std::atomic<bool> m_running{false};
 };
 
-camera_t* camera_of(void* self) { return static_cast<plugin_object_t*>(self)->m_p_camera; }
+camera_t* camera_of(void* self) {
+    return static_cast<plugin_object_t*>(self)->m_p_camera;
+}
 
 void changed(CMIOHardwarePlugInRef self, CMIOObjectID object, CMIOObjectPropertySelector selector) {
     const CMIOObjectPropertyAddress address{selector, kCMIOObjectPropertyScopeGlobal, kCMIOObjectPropertyElementMain};
     CMIOObjectPropertiesChanged(self, object, 1, &address);
 }
 
-ULONG add_ref(void* self) { return ++camera_of(self)->m_references; }
+ULONG add_ref(void* self) {
+    return ++camera_of(self)->m_references;
+}
 
 ULONG release(void* self) {
     camera_t* camera = camera_of(self);
@@ -110,13 +114,14 @@ OSStatus initialize_with_id(CMIOHardwarePlugInRef self, CMIOObjectID object_id) 
     OSStatus status = CMIOObjectCreate(self, kCMIOObjectSystemObject, kCMIODeviceClassID, &camera->m_device_id);
     if (status == noErr) status = CMIOObjectCreate(self, camera->m_device_id, kCMIOStreamClassID, &camera->m_stream_id);
     if (status == noErr)
-        status = CMIOStreamClockCreate(kCFAllocatorDefault, CFSTR("TestCamera clock"), camera, CMTimeMake(1, 10), 10, 10,
-                                       &camera->m_clock);
+        status = CMIOStreamClockCreate(kCFAllocatorDefault, CFSTR("TestCamera clock"), camera, CMTimeMake(1, 10), 10,
+                                       10, &camera->m_clock);
     if (status == noErr)
         status = CMVideoFormatDescriptionCreate(kCFAllocatorDefault, kCVPixelFormatType_32BGRA, 64, 48, nullptr,
                                                 &camera->m_format);
     if (status == noErr) status = CMSimpleQueueCreate(kCFAllocatorDefault, 4, &camera->m_queue);
-    if (status == noErr) status = CMIOObjectsPublishedAndDied(self, camera->m_device_id, 1, &camera->m_stream_id, 0, nullptr);
+    if (status == noErr)
+        status = CMIOObjectsPublishedAndDied(self, camera->m_device_id, 1, &camera->m_stream_id, 0, nullptr);
     if (status != noErr) return status;
     return CMIOObjectsPublishedAndDied(self, kCMIOObjectSystemObject, 1, &camera->m_device_id, 0, nullptr);
 }
@@ -140,17 +145,23 @@ UInt32 property_size(camera_t* camera, CMIOObjectID object, const CMIOObjectProp
     if (selector == kCMIOObjectPropertyClass) return sizeof(CMIOClassID);
     if (object == camera->m_device_id) {
         switch (selector) {
-            case kCMIODevicePropertyDeviceIsRunning: return sizeof(UInt32);
-            case kCMIOObjectPropertyName: return sizeof(CFStringRef);
+            case kCMIODevicePropertyDeviceIsRunning:
+                return sizeof(UInt32);
+            case kCMIOObjectPropertyName:
+                return sizeof(CFStringRef);
             case kCMIODevicePropertyStreams:
                 return address->mScope == kCMIODevicePropertyScopeOutput ? 0u : sizeof(CMIOStreamID);
-            case kCMIOObjectPropertyListenerAdded: return sizeof(CMIOObjectPropertyAddress);
+            case kCMIOObjectPropertyListenerAdded:
+                return sizeof(CMIOObjectPropertyAddress);
         }
     } else if (object == camera->m_stream_id) {
         switch (selector) {
-            case kCMIOObjectPropertyOwner: return sizeof(CMIOObjectID);
-            case kCMIOStreamPropertyClock: return sizeof(CFTypeRef);
-            case kCMIOStreamPropertyFrameRate: return sizeof(Float64);
+            case kCMIOObjectPropertyOwner:
+                return sizeof(CMIOObjectID);
+            case kCMIOStreamPropertyClock:
+                return sizeof(CFTypeRef);
+            case kCMIOStreamPropertyFrameRate:
+                return sizeof(Float64);
         }
     }
     return 0;
@@ -166,8 +177,8 @@ Boolean has_property(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIO
 OSStatus is_settable(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObjectPropertyAddress* address,
                      Boolean* settable) {
     if (!has_property(self, object, address)) return kCMIOHardwareUnknownPropertyError;
-    *settable = address->mSelector == kCMIOStreamPropertyFrameRate ||
-                address->mSelector == kCMIOObjectPropertyListenerAdded;
+    *settable =
+        address->mSelector == kCMIOStreamPropertyFrameRate || address->mSelector == kCMIOObjectPropertyListenerAdded;
     return noErr;
 }
 
@@ -192,14 +203,27 @@ OSStatus get_data(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObj
                 : object == camera->m_device_id ? CMIOClassID(kCMIODeviceClassID)
                                                 : CMIOClassID(kCMIOStreamClassID));
             break;
-        case kCMIODevicePropertyDeviceIsRunning: put(UInt32(camera->m_running.load() ? 1 : 0)); break;
+        case kCMIODevicePropertyDeviceIsRunning:
+            put(UInt32(camera->m_running.load() ? 1 : 0));
+            break;
         // Copy rule: the caller releases the string.
-        case kCMIOObjectPropertyName: put(CFStringCreateWithCString(nullptr, "Test Camera", kCFStringEncodingUTF8)); break;
-        case kCMIODevicePropertyStreams: if (*used != 0) put(camera->m_stream_id); break;
-        case kCMIOObjectPropertyListenerAdded: put(camera->m_last_listener_added); break;
-        case kCMIOObjectPropertyOwner: put(camera->m_device_id); break;
-        case kCMIOStreamPropertyClock: put(CFRetain(camera->m_clock)); break;
-        default: put(camera->m_frame_rate);
+        case kCMIOObjectPropertyName:
+            put(CFStringCreateWithCString(nullptr, "Test Camera", kCFStringEncodingUTF8));
+            break;
+        case kCMIODevicePropertyStreams:
+            if (*used != 0) put(camera->m_stream_id);
+            break;
+        case kCMIOObjectPropertyListenerAdded:
+            put(camera->m_last_listener_added);
+            break;
+        case kCMIOObjectPropertyOwner:
+            put(camera->m_device_id);
+            break;
+        case kCMIOStreamPropertyClock:
+            put(CFRetain(camera->m_clock));
+            break;
+        default:
+            put(camera->m_frame_rate);
     }
     return noErr;
 }
@@ -232,8 +256,10 @@ OSStatus start_or_stop(CMIOHardwarePlugInRef self, CMIODeviceID device, CMIOStre
     if (stream != camera->m_stream_id) return kCMIOHardwareBadStreamError;
     if (start && camera->m_running.exchange(true)) return kCMIOHardwareNotStoppedError;
     if (!start && !camera->m_running.load()) return kCMIOHardwareNotRunningError;
-    if (start) camera->m_producer = std::thread(produce, camera);
-    else stop_producer(camera);
+    if (start)
+        camera->m_producer = std::thread(produce, camera);
+    else
+        stop_producer(camera);
     changed(self, camera->m_device_id, kCMIODevicePropertyDeviceIsRunning);
     return noErr;
 }
@@ -251,10 +277,30 @@ OSStatus copy_queue(CMIOHardwarePlugInRef self, CMIOStreamID stream, CMIODeviceS
 
 // Entries left empty are calls the camera does not support.
 CMIOHardwarePlugInInterface g_interface = {
-    nullptr,  query_interface, add_ref,      release,             nullptr,              initialize_with_id,
-    teardown, nullptr,         has_property, is_settable,         get_size,             get_data,
-    set_data, nullptr,         nullptr,      start_or_stop<true>, start_or_stop<false>, nullptr,
-    nullptr,  copy_queue,      nullptr,      nullptr,             nullptr,              nullptr,
+    nullptr,
+    query_interface,
+    add_ref,
+    release,
+    nullptr,
+    initialize_with_id,
+    teardown,
+    nullptr,
+    has_property,
+    is_settable,
+    get_size,
+    get_data,
+    set_data,
+    nullptr,
+    nullptr,
+    start_or_stop<true>,
+    start_or_stop<false>,
+    nullptr,
+    nullptr,
+    copy_queue,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
 };
 
 }  // namespace

@@ -24,9 +24,9 @@ extern "C" {
 
 /* A four-character code as the library stores it: the first character in the lowest byte, so
  * that the code reads as text in memory on a little-endian machine. */
-#define ZAVLIB_FOURCC(a, b, c, d) \
-    ((uint32_t)(uint8_t)(a) | ((uint32_t)(uint8_t)(b) << 8) | \
-     ((uint32_t)(uint8_t)(c) << 16) | ((uint32_t)(uint8_t)(d) << 24))
+#define ZAVLIB_FOURCC(a, b, c, d)                                                              \
+    ((uint32_t)(uint8_t)(a) | ((uint32_t)(uint8_t)(b) << 8) | ((uint32_t)(uint8_t)(c) << 16) | \
+     ((uint32_t)(uint8_t)(d) << 24))
 
 /* Pixel layouts of video frames. */
 typedef enum ZAVlib_FourCC_video_type_e {

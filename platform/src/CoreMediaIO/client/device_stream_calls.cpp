@@ -94,7 +94,6 @@ extern "C" OSStatus CMIOStreamDeckCueTo(CMIOStreamID streamID, UInt64 frameNumbe
         if (!route) return kCMIOHardwareBadStreamError;
         if (table_of(*route).StreamDeckCueTo == nullptr) return kCMIOHardwareUnsupportedOperationError;
         // The plug-in interface takes the frame number as a Float64.
-        return table_of(*route).StreamDeckCueTo(route->plugin, streamID, static_cast<Float64>(frameNumber),
-                                                playOnCue);
+        return table_of(*route).StreamDeckCueTo(route->plugin, streamID, static_cast<Float64>(frameNumber), playOnCue);
     });
 }

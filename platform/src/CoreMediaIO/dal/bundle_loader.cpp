@@ -126,8 +126,7 @@ std::optional<loaded_bundle_t> load_bundle(const std::string& bundle_path, std::
     if (FAILED(result) || interface == nullptr) {
         try {
             (*unknown)->Release(unknown);
-        } catch (...) {
-        }
+        } catch (...) {}
         char code[16];
         std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(result));
         reason = std::string("the plug-in refused the DAL plug-in interface (QueryInterface returned ") + code + ")";
@@ -136,8 +135,7 @@ std::optional<loaded_bundle_t> load_bundle(const std::string& bundle_path, std::
     // The interface holds its own reference now; drop the factory's.
     try {
         (*unknown)->Release(unknown);
-    } catch (...) {
-    }
+    } catch (...) {}
 
     loaded_bundle_t loaded;
     loaded.path = bundle_path;

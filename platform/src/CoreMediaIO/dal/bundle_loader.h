@@ -15,9 +15,9 @@ namespace zav_platform::cmio {
 
 struct loaded_bundle_t {
     std::string path;
-    std::string bundle_id;       // CFBundleIdentifier, empty when the plist has none
-    void* library = nullptr;     // dlopen handle
-    CMIOHardwarePlugInRef plugin = nullptr;   // holds one reference, from QueryInterface
+    std::string bundle_id;                   // CFBundleIdentifier, empty when the plist has none
+    void* library = nullptr;                 // dlopen handle
+    CMIOHardwarePlugInRef plugin = nullptr;  // holds one reference, from QueryInterface
 };
 
 // The folders searched, in order: the system folder, then each folder of

@@ -33,8 +33,7 @@ void release_interface(CMIOHardwarePlugInRef plugin) {
     if (plugin == nullptr || *plugin == nullptr || (*plugin)->Release == nullptr) return;
     try {
         (*plugin)->Release(plugin);
-    } catch (...) {
-    }
+    } catch (...) {}
 }
 
 }  // namespace

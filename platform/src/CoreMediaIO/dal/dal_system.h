@@ -56,12 +56,12 @@ private:
     bool start_plugin(loaded_bundle_t bundle);
     static void at_exit();
 
-    std::mutex m_load_mutex;               // serialises loading and unloading
+    std::mutex m_load_mutex;  // serialises loading and unloading
     std::atomic<bool> m_loaded{false};
     std::atomic<bool> m_busy{false};
     std::atomic<bool> m_exit_handler_installed{false};
     std::atomic<bool> m_exiting{false};
-    mutable std::mutex m_plugins_mutex;    // guards m_plugins
+    mutable std::mutex m_plugins_mutex;  // guards m_plugins
     std::vector<plugin_t> m_plugins;
 };
 

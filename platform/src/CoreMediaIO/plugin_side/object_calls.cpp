@@ -42,8 +42,8 @@ extern "C" OSStatus CMIOObjectCreate(CMIOHardwarePlugInRef owningPlugIn, CMIOObj
 
 extern "C" OSStatus CMIOObjectsPublishedAndDied(CMIOHardwarePlugInRef owningPlugIn, CMIOObjectID owningObjectID,
                                                 UInt32 numberPublishedCMIOObjects,
-                                                const CMIOObjectID publishedCMIOObjects[],
-                                                UInt32 numberDeadCMIOObjects, const CMIOObjectID deadCMIOObjects[]) {
+                                                const CMIOObjectID publishedCMIOObjects[], UInt32 numberDeadCMIOObjects,
+                                                const CMIOObjectID deadCMIOObjects[]) {
     return guarded_call("CMIOObjectsPublishedAndDied", OSStatus(kCMIOHardwareUnspecifiedError), [&]() -> OSStatus {
         if ((numberPublishedCMIOObjects != 0 && publishedCMIOObjects == nullptr) ||
             (numberDeadCMIOObjects != 0 && deadCMIOObjects == nullptr)) {

@@ -92,9 +92,8 @@ void copy_attachments(CMSampleBufferRef source, CMSampleBufferRef destination, C
 
 extern "C" OSStatus CMIOSampleBufferCreateForImageBuffer(CFAllocatorRef allocator, CVImageBufferRef imageBuffer,
                                                          CMVideoFormatDescriptionRef formatDescription,
-                                                         const CMSampleTimingInfo* sampleTiming,
-                                                         UInt64 sequenceNumber, UInt32 discontinuityFlags,
-                                                         CMSampleBufferRef* sBufOut) {
+                                                         const CMSampleTimingInfo* sampleTiming, UInt64 sequenceNumber,
+                                                         UInt32 discontinuityFlags, CMSampleBufferRef* sBufOut) {
     return guarded_call("CMIOSampleBufferCreateForImageBuffer", OSStatus(kCMIOHardwareUnspecifiedError),
                         [&]() -> OSStatus {
                             if (sBufOut == nullptr || imageBuffer == nullptr || formatDescription == nullptr ||
@@ -142,19 +141,17 @@ extern "C" void CMIOSampleBufferSetDiscontinuityFlags(CFAllocatorRef allocator, 
 }
 
 extern "C" UInt32 CMIOSampleBufferGetDiscontinuityFlags(CMSampleBufferRef sbuf) {
-    return guarded_call("CMIOSampleBufferGetDiscontinuityFlags", UInt32(kCMIOSampleBufferNoDiscontinuities),
-                        [&]() -> UInt32 {
-                            SInt32 value = 0;
-                            if (!get_number(sbuf, kCMIOSampleBufferAttachmentKey_DiscontinuityFlags,
-                                            kCFNumberSInt32Type, &value)) {
-                                return kCMIOSampleBufferNoDiscontinuities;
-                            }
-                            return static_cast<UInt32>(value);
-                        });
+    return guarded_call(
+        "CMIOSampleBufferGetDiscontinuityFlags", UInt32(kCMIOSampleBufferNoDiscontinuities), [&]() -> UInt32 {
+            SInt32 value = 0;
+            if (!get_number(sbuf, kCMIOSampleBufferAttachmentKey_DiscontinuityFlags, kCFNumberSInt32Type, &value)) {
+                return kCMIOSampleBufferNoDiscontinuities;
+            }
+            return static_cast<UInt32>(value);
+        });
 }
 
-extern "C" OSStatus CMIOSampleBufferCopyNonRequiredAttachments(CMSampleBufferRef sourceSBuf,
-                                                               CMSampleBufferRef destSBuf,
+extern "C" OSStatus CMIOSampleBufferCopyNonRequiredAttachments(CMSampleBufferRef sourceSBuf, CMSampleBufferRef destSBuf,
                                                                CMAttachmentMode attachmentMode) {
     return guarded_call("CMIOSampleBufferCopyNonRequiredAttachments", OSStatus(kCMIOHardwareUnspecifiedError),
                         [&]() -> OSStatus {

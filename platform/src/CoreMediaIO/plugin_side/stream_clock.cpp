@@ -33,8 +33,7 @@ CFTypeID stream_clock_t::class_type_id() {
     return id;
 }
 
-stream_clock_t::stream_clock_t(std::string name, UInt32 events_for_rate_smoothing,
-                               UInt32 averages_for_rate_smoothing)
+stream_clock_t::stream_clock_t(std::string name, UInt32 events_for_rate_smoothing, UInt32 averages_for_rate_smoothing)
     : cf_object_t(class_type_id()),
       m_name(std::move(name)),
       m_events_window(std::max<std::size_t>(events_for_rate_smoothing, 2)),
@@ -46,9 +45,8 @@ bool stream_clock_t::post(CMTime event_time, UInt64 host_time, bool resynchroniz
     if (m_invalidated) return false;
     const UInt64 host_ns = host_to_nanoseconds(host_time);
     // A jump back in either time line cannot be smoothed over: start measuring again.
-    if (resynchronize ||
-        (!m_events.empty() && (host_ns <= m_events.back().host_nanoseconds ||
-                               seconds_of(event_time) < seconds_of(m_events.back().event_time)))) {
+    if (resynchronize || (!m_events.empty() && (host_ns <= m_events.back().host_nanoseconds ||
+                                                seconds_of(event_time) < seconds_of(m_events.back().event_time)))) {
         m_events.clear();
         m_rates.clear();
     }
@@ -102,9 +100,8 @@ using namespace zav_platform;
 using zav_platform::cmio::guarded_call;
 using zav_platform::cmio::stream_clock_t;
 
-extern "C" OSStatus CMIOStreamClockCreate(CFAllocatorRef allocator, CFStringRef clockName,
-                                          const void* sourceIdentifier, CMTime getTimeCallMinimumInterval,
-                                          UInt32 numberOfEventsForRateSmoothing,
+extern "C" OSStatus CMIOStreamClockCreate(CFAllocatorRef allocator, CFStringRef clockName, const void* sourceIdentifier,
+                                          CMTime getTimeCallMinimumInterval, UInt32 numberOfEventsForRateSmoothing,
                                           UInt32 numberOfAveragesForRateSmoothing, CFTypeRef* clock) {
     return guarded_call("CMIOStreamClockCreate", OSStatus(kCMIOHardwareUnspecifiedError), [&]() -> OSStatus {
         if (clock == nullptr) return kCMIOHardwareIllegalOperationError;
