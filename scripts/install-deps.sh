@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-    cmake ninja-build pkg-config g++ clang-14 lld-14 llvm-14 libclang-rt-14-dev
+    cmake ninja-build pkg-config g++ clang-14 clang-format-14 lld-14 llvm-14 libclang-rt-14-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     libyuv-dev libplist-dev libsimde-dev
     libswscale-dev libavutil-dev
