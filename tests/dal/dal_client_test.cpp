@@ -11,6 +11,8 @@
 #include <unistd.h>
 #include <zav_platform/probe.h>
 
+#include "dal_test_client.h"
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -31,57 +33,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-CMIOObjectPropertyAddress address(CMIOObjectPropertySelector selector,
-                                  CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal,
-                                  CMIOObjectPropertyElement element = kCMIOObjectPropertyElementMain) {
-    return {selector, scope, element};
-}
-
-// A fixed-size property value; the status of the read goes to `status` when given.
-template <class T>
-T read(CMIOObjectID object, CMIOObjectPropertySelector selector, OSStatus* status = nullptr) {
-    const CMIOObjectPropertyAddress where = address(selector);
-    T value{};
-    UInt32 used = 0;
-    const OSStatus result = CMIOObjectGetPropertyData(object, &where, 0, nullptr, sizeof(T), &used, &value);
-    if (status != nullptr) *status = result;
-    return value;
-}
-
-// An array of object ids, sized by asking for the data size first; empty on any error.
-std::vector<CMIOObjectID> read_ids(CMIOObjectID object, CMIOObjectPropertySelector selector,
-                                   CMIOObjectPropertyScope scope = kCMIOObjectPropertyScopeGlobal,
-                                   const std::vector<CMIOClassID>& qualifier = {}) {
-    const CMIOObjectPropertyAddress where = address(selector, scope);
-    const UInt32 qualifier_size = static_cast<UInt32>(qualifier.size() * sizeof(CMIOClassID));
-    UInt32 size = 0, used = 0;
-    if (CMIOObjectGetPropertyDataSize(object, &where, qualifier_size, qualifier.data(), &size) != noErr) return {};
-    std::vector<CMIOObjectID> ids(size / sizeof(CMIOObjectID));
-    if (CMIOObjectGetPropertyData(object, &where, qualifier_size, qualifier.data(), size, &used, ids.data()) != noErr)
-        return {};
-    ids.resize(used / sizeof(CMIOObjectID));
-    return ids;
-}
-
-// The test camera's device among all devices, or kCMIOObjectUnknown; `count` gets how many
-// devices are test cameras.
-CMIOObjectID find_test_camera(std::size_t* count = nullptr) {
-    CMIOObjectID found = kCMIOObjectUnknown;
-    std::size_t cameras = 0;
-    for (CMIOObjectID device : read_ids(kCMIOObjectSystemObject, kCMIOHardwarePropertyDevices)) {
-        CFStringRef name = read<CFStringRef>(device, kCMIOObjectPropertyName);
-        if (name != nullptr && CFEqual(name, CFSTR("Test Camera")) && cameras++ == 0) found = device;
-        if (name != nullptr) CFRelease(name);
-    }
-    if (count != nullptr) *count = cameras;
-    return found;
-}
-
-// Points the DAL system at `folders` and starts it over, so that the next client call loads.
-void use_plugin_folders(const std::string& folders) {
-    zav_platform::probe::unload_plug_ins();
-    setenv("CMIO_DAL_PLUGIN_PATH", folders.c_str(), 1);
-}
+using namespace dal_test;
 
 // Runs `action` with stderr redirected into a temporary file and returns what it wrote.
 std::string capture_stderr(const std::function<void()>& action) {
@@ -115,10 +67,6 @@ protected:
     CMIOObjectID m_device = kCMIOObjectUnknown;
     CMIOObjectID m_stream = kCMIOObjectUnknown;
 };
-
-bool contains(const std::vector<CMIOObjectID>& ids, CMIOObjectID id) {
-    return std::find(ids.begin(), ids.end(), id) != ids.end();
-}
 
 // Ids the DAL system never handed out.
 constexpr CMIOObjectID k_unknown_id = 0x7FFF0000;
@@ -218,27 +166,6 @@ TEST_F(dal_client_t, plugin_status_comes_back_unchanged) {
     EXPECT_EQ(CMIODeviceStopStream(m_device, m_stream), noErr);
     EXPECT_EQ(read<UInt32>(m_device, kCMIODevicePropertyDeviceIsRunning), 0u);
 }
-
-struct recorder_t {
-    std::mutex m_mutex;
-    std::vector<std::pair<CMIOObjectID, CMIOObjectPropertySelector>> m_calls;
-
-    static OSStatus listener(CMIOObjectID object, UInt32 count, const CMIOObjectPropertyAddress addresses[],
-                             void* data) {
-        auto* self = static_cast<recorder_t*>(data);
-        std::lock_guard<std::mutex> lock(self->m_mutex);
-        for (UInt32 i = 0; i < count; ++i) self->m_calls.emplace_back(object, addresses[i].mSelector);
-        return noErr;
-    }
-    std::size_t count_of(CMIOObjectID object, CMIOObjectPropertySelector selector) {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return std::size_t(std::count(m_calls.begin(), m_calls.end(), std::make_pair(object, selector)));
-    }
-    std::size_t size() {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_calls.size();
-    }
-};
 
 // A system setting is settable at its size only, and its listeners hear real changes only; the
 // system object has global, main-element addresses only.
@@ -528,6 +455,58 @@ TEST(dal_bundles, broken_bundles_are_skipped_with_one_line_each_and_the_working_
     EXPECT_NE(log.find("RefusingPlugIn: last reference released"), std::string::npos) << log;
     EXPECT_NE(log.find("FailingPlugIn: last reference released"), std::string::npos) << log;
 }
+
+// A bundle may list several factories for the DAL plug-in type; one that CFPlugInFactories gives
+// no usable function is passed over for the next one listed, which here makes the test camera.
+struct two_factories_case_t {
+    const char* m_name;
+    std::string m_first_factory_entry;  // the first factory's CFPlugInFactories entry, key and value
+};
+
+void PrintTo(const two_factories_case_t& c, std::ostream* out) {
+    *out << c.m_name;
+}
+
+constexpr const char* k_first_factory = "7D0C6B11-5E2A-4C3F-A1B4-0F9E8D7C6B5A";
+constexpr const char* k_second_factory = "3E8F2A90-6B1C-4D5E-9F07-1A2B3C4D5E6F";
+
+const two_factories_case_t k_unusable_first_factories[] = {
+    {"first_factory_not_in_the_factories", ""},
+    {"first_factory_function_empty", std::string("<key>") + k_first_factory + "</key><string></string>"},
+    {"first_factory_function_not_a_string", std::string("<key>") + k_first_factory + "</key><integer>7</integer>"},
+};
+
+class dal_two_factories_t : public ::testing::TestWithParam<two_factories_case_t> {};
+
+TEST_P(dal_two_factories_t, the_next_factory_listed_makes_the_plugin) {
+    char pattern[] = "/tmp/dal_two_factories_XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    const std::string folder = pattern;
+    const std::string contents = folder + "/TwoFactories.plugin/Contents";
+    fs::create_directories(contents + "/MacOS");
+    fs::copy_file(std::string(ZAV_TEST_CAMERA_BUNDLE) + "/Contents/MacOS/TestCamera", contents + "/MacOS/TestCamera");
+    std::ofstream(contents + "/Info.plist")
+        << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
+        << "<key>CFBundleExecutable</key><string>TestCamera</string>\n"
+        << "<key>CFPlugInFactories</key><dict>" << GetParam().m_first_factory_entry << "<key>" << k_second_factory
+        << "</key><string>TestCameraFactory</string></dict>\n"
+        << "<key>CFPlugInTypes</key><dict><key>" << k_type << "</key><array><string>" << k_first_factory
+        << "</string><string>" << k_second_factory << "</string></array></dict>\n</dict>\n</plist>\n";
+    use_plugin_folders(folder);
+    CMIOObjectID camera = kCMIOObjectUnknown;
+    const std::string log = capture_stderr([&] { camera = find_test_camera(); });
+    zav_platform::probe::unload_plug_ins();
+    fs::remove_all(folder);
+    EXPECT_NE(camera, kCMIOObjectUnknown) << log;
+    EXPECT_EQ(log.find("skipping"), std::string::npos) << log;
+}
+
+std::string two_factories_name(const ::testing::TestParamInfo<two_factories_case_t>& param) {
+    return param.param.m_name;
+}
+
+INSTANTIATE_TEST_SUITE_P(bundles, dal_two_factories_t, ::testing::ValuesIn(k_unusable_first_factories),
+                         two_factories_name);
 
 // Both ways a process lets go of its plug-ins: exiting, and the DAL system unloading them.
 TEST(dal_exit, plugins_are_torn_down_and_released_at_exit_and_on_unload) {

@@ -1,6 +1,9 @@
 // A small DAL plug-in written only against Apple's public API, as a third party would: one device
 // whose one input stream puts 64x48 BGRA frames, with timing, sequence numbers and discontinuity
-// flags, on the queue it hands out, and a few properties whose answers the tests know.
+// flags, on the queue it hands out, and a few properties whose answers the tests know. On request
+// the device publishes a second, idle input stream and retires it again.
+#include "test_camera_properties.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreMedia/CoreMedia.h>
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
@@ -30,6 +33,8 @@ struct camera_t {
     std::atomic<ULONG> m_references{1};
     bool m_torn_down = false;
     CMIOObjectID m_plugin_id = kCMIOObjectUnknown, m_device_id = kCMIOObjectUnknown, m_stream_id = kCMIOObjectUnknown;
+    // Clients may read properties on other threads while a test adds or retires the second stream.
+    std::atomic<CMIOObjectID> m_second_stream_id{kCMIOObjectUnknown};
     CFTypeRef m_clock = nullptr;
     CMVideoFormatDescriptionRef m_format = nullptr;
     CMSimpleQueueRef m_queue = nullptr;
@@ -139,10 +144,36 @@ OSStatus teardown(CMIOHardwarePlugInRef self) {
     return noErr;
 }
 
+UInt32 input_stream_count(const camera_t* camera) {
+    return camera->m_second_stream_id.load() == kCMIOObjectUnknown ? 1u : 2u;
+}
+
+// Publishes or retires the second input stream, then reports the new stream list.
+OSStatus set_input_stream_count(CMIOHardwarePlugInRef self, camera_t* camera, UInt32 count) {
+    if (count != 1 && count != 2) return kCMIOHardwareIllegalOperationError;
+    if (count == input_stream_count(camera)) return noErr;
+    OSStatus status = noErr;
+    if (count == 2) {
+        CMIOObjectID made = kCMIOObjectUnknown;
+        status = CMIOObjectCreate(self, camera->m_device_id, kCMIOStreamClassID, &made);
+        if (status == noErr) status = CMIOObjectsPublishedAndDied(self, camera->m_device_id, 1, &made, 0, nullptr);
+        if (status == noErr) camera->m_second_stream_id = made;
+    } else {
+        const CMIOObjectID retired = camera->m_second_stream_id.exchange(kCMIOObjectUnknown);
+        status = CMIOObjectsPublishedAndDied(self, camera->m_device_id, 0, nullptr, 1, &retired);
+    }
+    if (status == noErr) changed(self, camera->m_device_id, kCMIODevicePropertyStreams);
+    return status;
+}
+
 // How big a property is; 0 when the object does not have it.
 UInt32 property_size(camera_t* camera, CMIOObjectID object, const CMIOObjectPropertyAddress* address) {
     const CMIOObjectPropertySelector selector = address->mSelector;
     if (selector == kCMIOObjectPropertyClass) return sizeof(CMIOClassID);
+    // The second stream is idle: it has a class and an owner, nothing else.
+    if (object == camera->m_second_stream_id.load() && object != kCMIOObjectUnknown) {
+        return selector == kCMIOObjectPropertyOwner ? sizeof(CMIOObjectID) : 0u;
+    }
     if (object == camera->m_device_id) {
         switch (selector) {
             case kCMIODevicePropertyDeviceIsRunning:
@@ -150,9 +181,13 @@ UInt32 property_size(camera_t* camera, CMIOObjectID object, const CMIOObjectProp
             case kCMIOObjectPropertyName:
                 return sizeof(CFStringRef);
             case kCMIODevicePropertyStreams:
-                return address->mScope == kCMIODevicePropertyScopeOutput ? 0u : sizeof(CMIOStreamID);
+                return address->mScope == kCMIODevicePropertyScopeOutput
+                           ? 0u
+                           : input_stream_count(camera) * UInt32(sizeof(CMIOStreamID));
             case kCMIOObjectPropertyListenerAdded:
                 return sizeof(CMIOObjectPropertyAddress);
+            case k_test_camera_input_stream_count:
+                return sizeof(UInt32);
         }
     } else if (object == camera->m_stream_id) {
         switch (selector) {
@@ -177,8 +212,9 @@ Boolean has_property(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIO
 OSStatus is_settable(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObjectPropertyAddress* address,
                      Boolean* settable) {
     if (!has_property(self, object, address)) return kCMIOHardwareUnknownPropertyError;
-    *settable =
-        address->mSelector == kCMIOStreamPropertyFrameRate || address->mSelector == kCMIOObjectPropertyListenerAdded;
+    *settable = address->mSelector == kCMIOStreamPropertyFrameRate ||
+                address->mSelector == kCMIOObjectPropertyListenerAdded ||
+                address->mSelector == k_test_camera_input_stream_count;
     return noErr;
 }
 
@@ -210,8 +246,13 @@ OSStatus get_data(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObj
         case kCMIOObjectPropertyName:
             put(CFStringCreateWithCString(nullptr, "Test Camera", kCFStringEncodingUTF8));
             break;
-        case kCMIODevicePropertyStreams:
-            if (*used != 0) put(camera->m_stream_id);
+        case kCMIODevicePropertyStreams: {
+            const CMIOStreamID streams[2] = {camera->m_stream_id, camera->m_second_stream_id.load()};
+            if (*used != 0) std::memcpy(data, streams, *used);  // the output scope has none, and maybe no buffer
+            break;
+        }
+        case k_test_camera_input_stream_count:
+            put(input_stream_count(camera));
             break;
         case kCMIOObjectPropertyListenerAdded:
             put(camera->m_last_listener_added);
@@ -238,6 +279,12 @@ OSStatus set_data(CMIOHardwarePlugInRef self, CMIOObjectID object, const CMIOObj
     if (address->mSelector == kCMIOObjectPropertyListenerAdded) {
         std::memcpy(&camera->m_last_listener_added, data, size);
         return noErr;
+    }
+    if (address->mSelector == k_test_camera_input_stream_count) {
+        lock.unlock();
+        UInt32 count = 0;
+        std::memcpy(&count, data, sizeof count);
+        return set_input_stream_count(self, camera, count);
     }
     Float64 rate;
     std::memcpy(&rate, data, sizeof rate);
