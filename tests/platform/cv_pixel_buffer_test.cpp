@@ -4,6 +4,7 @@
 #include <CoreMedia/CoreMedia.h>
 #include <CoreVideo/CoreVideo.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <set>
@@ -158,15 +159,18 @@ TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_failures_are_switched_a
 }
 
 // A capture thread takes buffers while a client thread releases the ones it was sent through a
-// simple queue: nothing is lost, reordered or freed twice on either side.
+// simple queue: nothing is lost, reordered or freed twice on either side. Both sides give up five
+// seconds after the start, so that a hand-off that stalls fails the test instead of hanging it.
 TEST_F(cv_pixel_buffer_pool, buffers_sent_through_a_queue_and_released_on_other_threads_return_safely) {
     make_pool(kCVPixelFormatType_422YpCbCr8, 64, 8);
     CMSimpleQueueRef handoff = nullptr;
     ASSERT_EQ(CMSimpleQueueCreate(nullptr, 4, &handoff), noErr);
     constexpr int k_frames = 10000;
-    int out_of_order = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    const auto in_time = [deadline] { return std::chrono::steady_clock::now() < deadline; };
+    int received = 0, out_of_order = 0;
     std::thread client([&] {
-        for (int received = 0; received < k_frames;) {
+        while (received < k_frames && in_time()) {
             auto buffer = static_cast<CVPixelBufferRef>(const_cast<void*>(CMSimpleQueueDequeue(handoff)));
             if (buffer == nullptr) {
                 std::this_thread::yield();
@@ -178,11 +182,21 @@ TEST_F(cv_pixel_buffer_pool, buffers_sent_through_a_queue_and_released_on_other_
     });
     for (int frame = 0; frame < k_frames; ++frame) {
         CVPixelBufferRef buffer = take();
+        if (buffer == nullptr) break;
         static_cast<uint8_t*>(CVPixelBufferGetBaseAddress(buffer))[0] = static_cast<uint8_t>(frame);
-        while (CMSimpleQueueEnqueue(handoff, buffer) != noErr) std::this_thread::yield();
+        bool queued = false;
+        while (!(queued = CMSimpleQueueEnqueue(handoff, buffer) == noErr) && in_time()) std::this_thread::yield();
+        if (!queued) {
+            CVPixelBufferRelease(buffer);
+            break;
+        }
     }
     client.join();
+    EXPECT_EQ(received, k_frames) << "the hand-off stalled";
     EXPECT_EQ(out_of_order, 0);
+    // What the client did not take before its deadline is still owned by the queue's sender.
+    while (const void* left = CMSimpleQueueDequeue(handoff))
+        CVPixelBufferRelease(static_cast<CVPixelBufferRef>(const_cast<void*>(left)));
     CFRelease(handoff);
 }
 
