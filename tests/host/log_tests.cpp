@@ -2,7 +2,7 @@
 #include "host/string_utils.h"
 #include "host/zav_log.h"
 
-#include "cf_leak_fixture.h"
+#include "checked_fixture.h"
 
 #include <pthread.h>
 #include <unistd.h>
@@ -30,7 +30,7 @@ __attribute__((format(printf, 1, 2))) std::string format_through_va_list(const c
     return text;
 }
 
-class log_test : public zav_test::cf_leak_fixture_t {};
+class log_test : public zav_test::checked_fixture_t {};
 
 TEST_F(log_test, notice_lines_carry_the_token_process_and_thread_and_stay_whole_across_threads) {
     const std::string long_text(100000, 'x');

@@ -1,8 +1,9 @@
 // Starts each test on a clean platform (no failure switches, records or log lines); fails it on leaked CF objects.
+// It looks inside the platform layer, so only builds that have it (not Apple targets) can use it.
 #ifndef ZAV_TESTS_SUPPORT_CF_LEAK_FIXTURE_H
 #define ZAV_TESTS_SUPPORT_CF_LEAK_FIXTURE_H
 
-#include "syslog_capture.h"
+#include "log_fixture.h"
 
 #include <zav_platform/probe.h>
 
@@ -12,12 +13,12 @@
 
 namespace zav_test {
 
-class cf_leak_fixture_t : public ::testing::Test {
+class cf_leak_fixture_t : public log_fixture_t {
 protected:
     void SetUp() override {
+        log_fixture_t::SetUp();
         zav_platform::probe::clear_failures();
         zav_platform::probe::clear_records();
-        clear_log();
         m_live_at_start = zav_platform::probe::live_object_count();
     }
     void TearDown() override {
