@@ -13,40 +13,65 @@
 
 namespace {
 
+// Rows are padded to 64 bytes, as Apple's are, so that row bytes differ from width × bytes per
+// pixel; the memory starts on a 64-byte boundary and all of it is writable.
+struct padded_rows_case_t {
+    const char* m_name;
+    OSType m_format;
+    size_t m_width, m_unpadded;  // width × bytes per pixel
+};
+
+void PrintTo(const padded_rows_case_t& c, std::ostream* out) {
+    *out << c.m_name;
+}
+
+class cv_pixel_buffer_rows : public platform_test_t, public ::testing::WithParamInterface<padded_rows_case_t> {};
+
+TEST_P(cv_pixel_buffer_rows, are_padded_to_64_bytes) {
+    const padded_rows_case_t& c = GetParam();
+    CVPixelBufferRef buffer = nullptr;
+    ASSERT_EQ(CVPixelBufferCreate(nullptr, c.m_width, 3, c.m_format, nullptr, &buffer), kCVReturnSuccess);
+    const size_t row_bytes = CVPixelBufferGetBytesPerRow(buffer);
+    EXPECT_EQ(row_bytes % 64, 0u);
+    EXPECT_TRUE(row_bytes >= c.m_unpadded && row_bytes < c.m_unpadded + 64) << row_bytes;
+    EXPECT_EQ(CVPixelBufferGetDataSize(buffer), row_bytes * 3);
+    EXPECT_EQ(CVPixelBufferGetWidth(buffer), c.m_width);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(CVPixelBufferGetBaseAddress(buffer)) % 64, 0u);
+    std::memset(CVPixelBufferGetBaseAddress(buffer), 0xAB, CVPixelBufferGetDataSize(buffer));  // all writable
+    CVPixelBufferRelease(buffer);
+}
+
+const padded_rows_case_t k_padded_rows[] = {
+    {"bgra_1_wide", kCVPixelFormatType_32BGRA, 1, 4},
+    {"bgra_1366_wide", kCVPixelFormatType_32BGRA, 1366, 5464},
+    {"bgra_1920_wide", kCVPixelFormatType_32BGRA, 1920, 7680},
+    {"2vuy_1_wide", kCVPixelFormatType_422YpCbCr8, 1, 4},
+    {"2vuy_33_wide", kCVPixelFormatType_422YpCbCr8, 33, 68},
+    {"2vuy_1280_wide", kCVPixelFormatType_422YpCbCr8, 1280, 2560},
+    {"yuvs_721_wide", kCVPixelFormatType_422YpCbCr8_yuvs, 721, 1444},
+    {"argb_17_wide", kCVPixelFormatType_32ARGB, 17, 68},
+    {"rgb24_5_wide", kCVPixelFormatType_24RGB, 5, 15},
+};
+
+std::string padded_rows_name(const ::testing::TestParamInfo<padded_rows_case_t>& param) {
+    return param.param.m_name;
+}
+
+INSTANTIATE_TEST_SUITE_P(formats, cv_pixel_buffer_rows, ::testing::ValuesIn(k_padded_rows), padded_rows_name);
+
 using cv_pixel_buffer = platform_test_t;
-TEST_F(cv_pixel_buffer, rows_are_padded_wrapped_bytes_keep_their_stride_bad_arguments_are_refused_and_locks_counted) {
-    const struct {
-        OSType m_format;
-        size_t m_width, m_unpadded;  // width × bytes per pixel
-    } cases[] = {{kCVPixelFormatType_32BGRA, 1, 4},
-                 {kCVPixelFormatType_32BGRA, 1366, 5464},
-                 {kCVPixelFormatType_32BGRA, 1920, 7680},
-                 {kCVPixelFormatType_422YpCbCr8, 1, 4},
-                 {kCVPixelFormatType_422YpCbCr8, 33, 68},
-                 {kCVPixelFormatType_422YpCbCr8, 1280, 2560},
-                 {kCVPixelFormatType_422YpCbCr8_yuvs, 721, 1444},
-                 {kCVPixelFormatType_32ARGB, 17, 68},
-                 {kCVPixelFormatType_24RGB, 5, 15}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.m_width);
-        CVPixelBufferRef buffer = nullptr;
-        ASSERT_EQ(CVPixelBufferCreate(nullptr, c.m_width, 3, c.m_format, nullptr, &buffer), kCVReturnSuccess);
-        const size_t row_bytes = CVPixelBufferGetBytesPerRow(buffer);
-        EXPECT_EQ(row_bytes % 64, 0u);
-        EXPECT_TRUE(row_bytes >= c.m_unpadded && row_bytes < c.m_unpadded + 64) << row_bytes;
-        EXPECT_EQ(CVPixelBufferGetDataSize(buffer), row_bytes * 3);
-        EXPECT_EQ(CVPixelBufferGetWidth(buffer), c.m_width);
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(CVPixelBufferGetBaseAddress(buffer)) % 64, 0u);
-        std::memset(CVPixelBufferGetBaseAddress(buffer), 0xAB, CVPixelBufferGetDataSize(buffer));  // all writable
-        CVPixelBufferRelease(buffer);
-    }
+TEST_F(cv_pixel_buffer, a_row_alignment_attribute_widens_the_padding) {
     CFNumberRef alignment = make_int32(256);
     CFDictionaryRef attributes = make_dictionary(kCVPixelBufferBytesPerRowAlignmentKey, alignment);
     CVPixelBufferRef buffer = nullptr;
     ASSERT_EQ(CVPixelBufferCreate(nullptr, 70, 2, kCVPixelFormatType_32BGRA, attributes, &buffer), kCVReturnSuccess);
     EXPECT_EQ(CVPixelBufferGetBytesPerRow(buffer), 512u);  // 280 bytes rounded up to 256
     release({buffer, attributes, alignment});
-    // Wrapped bytes keep the caller's stride and are given back once, when the buffer ends.
+}
+
+// Wrapped bytes keep the caller's stride and are given back once, when the buffer ends.
+TEST_F(cv_pixel_buffer, wrapped_bytes_keep_their_stride_and_are_given_back_once_at_the_end) {
+    CVPixelBufferRef buffer = nullptr;
     std::vector<uint8_t> pixels(100 * 10);
     std::vector<const void*> given_back;
     const auto give_back = [](void* refcon, const void* address) {
@@ -63,8 +88,11 @@ TEST_F(cv_pixel_buffer, rows_are_padded_wrapped_bytes_keep_their_stride_bad_argu
     EXPECT_EQ(CVPixelBufferCreateWithBytes(nullptr, 30, 10, kCVPixelFormatType_32BGRA, pixels.data(), 100, nullptr,
                                            nullptr, nullptr, &buffer),
               kCVReturnInvalidArgument);  // 30 pixels need 120 bytes a row
-    // Bad arguments and the failure switch leave the output untouched; locks are counted.
-    buffer = nullptr;
+}
+
+// Bad arguments and the failure switch leave the output untouched.
+TEST_F(cv_pixel_buffer, create_refuses_bad_arguments_and_reports_a_switched_failure) {
+    CVPixelBufferRef buffer = nullptr;
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 0, 10, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 0, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnInvalidSize);
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 10, 10, 0x3F3F3F3F, nullptr, &buffer), kCVReturnInvalidPixelFormat);
@@ -74,7 +102,10 @@ TEST_F(cv_pixel_buffer, rows_are_padded_wrapped_bytes_keep_their_stride_bad_argu
     EXPECT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer),
               kCVReturnAllocationFailed);
     EXPECT_EQ(buffer, nullptr);
-    probe::clear_failures();
+}
+
+TEST_F(cv_pixel_buffer, locks_of_the_base_address_are_counted_by_kind) {
+    CVPixelBufferRef buffer = nullptr;
     ASSERT_EQ(CVPixelBufferCreate(nullptr, 8, 8, kCVPixelFormatType_32BGRA, nullptr, &buffer), kCVReturnSuccess);
     EXPECT_NE(CVPixelBufferUnlockBaseAddress(buffer, 0), kCVReturnSuccess);  // never locked
     for (const CVPixelBufferLockFlags flags : {0, 0, int{kCVPixelBufferLock_ReadOnly}})
@@ -86,6 +117,9 @@ TEST_F(cv_pixel_buffer, rows_are_padded_wrapped_bytes_keep_their_stride_bad_argu
     EXPECT_NE(CVPixelBufferUnlockBaseAddress(buffer, kCVPixelBufferLock_ReadOnly), kCVReturnSuccess);
     EXPECT_EQ(CVPixelBufferLockBaseAddress(nullptr, 0), kCVReturnInvalidArgument);
     CVPixelBufferRelease(buffer);
+}
+
+TEST(cv_pixel_buffer_null, release_and_retain_accept_null) {
     CVPixelBufferRelease(nullptr);  // accepted, as CoreVideo's release functions accept NULL
     EXPECT_EQ(CVPixelBufferRetain(nullptr), nullptr);
 }
@@ -113,7 +147,7 @@ protected:
     CVPixelBufferPoolRef m_pool = nullptr;
 };
 
-TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_failures_are_switched_and_buffers_outlive_the_pool) {
+TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused) {
     make_pool(kCVPixelFormatType_422YpCbCr8, 1366, 4);
     EXPECT_TRUE(CFEqual(CVPixelBufferPoolGetPixelBufferAttributes(m_pool), m_attributes));
     CVPixelBufferRef first = take(), second = take();
@@ -125,10 +159,14 @@ TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_failures_are_switched_a
     CVPixelBufferRelease(first);
     CVPixelBufferRef third = take();
     EXPECT_EQ(CVPixelBufferGetBaseAddress(third), first_memory);  // the released buffer came back
-    CVPixelBufferRelease(third);
-    // Keeping one frame in flight, as a capture loop does, cycles through two blocks only.
+    release({third, second});
+}
+
+// Keeping one frame in flight, as a capture loop does, cycles through two blocks only.
+TEST_F(cv_pixel_buffer_pool, one_frame_in_flight_cycles_through_two_blocks) {
+    make_pool(kCVPixelFormatType_422YpCbCr8, 1366, 4);
     std::set<void*> memory;
-    CVPixelBufferRef previous = second;
+    CVPixelBufferRef previous = take();
     for (int frame = 0; frame < 100; ++frame) {
         CVPixelBufferRef buffer = take();
         memory.insert(CVPixelBufferGetBaseAddress(buffer));
@@ -136,7 +174,12 @@ TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_failures_are_switched_a
         previous = buffer;
     }
     EXPECT_LE(memory.size(), 2u);
-    // Incomplete attributes and the failure switches for making a pool and taking from one.
+    CVPixelBufferRelease(previous);
+}
+
+// Incomplete attributes and the failure switches for making a pool and taking from one.
+TEST_F(cv_pixel_buffer_pool, incomplete_attributes_and_switched_failures_are_refused) {
+    make_pool(kCVPixelFormatType_422YpCbCr8, 1366, 4);
     CVPixelBufferPoolRef pool = nullptr;
     CVPixelBufferRef buffer = nullptr;
     CFNumberRef width = make_int32(10);
@@ -151,7 +194,12 @@ TEST_F(cv_pixel_buffer_pool, released_buffers_are_reused_failures_are_switched_a
     EXPECT_TRUE(pool == nullptr && buffer == nullptr);
     probe::clear_failures();
     CVPixelBufferRelease(take());
-    // The last buffer outlives its pool: its memory is freed then, not handed to a dead pool.
+}
+
+// The last buffer outlives its pool: its memory is freed then, not handed to a dead pool.
+TEST_F(cv_pixel_buffer_pool, a_buffer_outlives_its_pool) {
+    make_pool(kCVPixelFormatType_422YpCbCr8, 1366, 4);
+    CVPixelBufferRef previous = take();
     CVPixelBufferPoolRelease(m_pool);
     m_pool = nullptr;
     std::memset(CVPixelBufferGetBaseAddress(previous), 0, CVPixelBufferGetDataSize(previous));
