@@ -160,46 +160,54 @@ TEST_F(object_test, class_owner_and_manufacturer_values) {
     EXPECT_TRUE(log_messages().empty());
 }
 
-TEST_F(object_test, listeners_are_settable_read_only_ones_refuse_writes_unknown_ones_refuse_all) {
-    enum kind_t { listener, read_only, unknown };
-    const struct {
-        CMIOObjectPropertySelector selector;
-        kind_t kind;
-    } cases[] = {
-        {kCMIOObjectPropertyListenerAdded, listener},
-        {kCMIOObjectPropertyListenerRemoved, listener},
-        {kCMIOObjectPropertyClass, read_only},
-        {kCMIOObjectPropertyOwner, read_only},
-        {kCMIOObjectPropertyOwnedObjects, read_only},
-        {kCMIOObjectPropertyManufacturer, read_only},
-        {kCMIOObjectPropertyName, unknown},  // answered by each derived class, never by the base
-        {'zzzz', unknown},
-    };
-    for (const auto& c : cases) {
-        const std::string name = fourCC_to_string(c.selector);
+// How the base answers a selector of each kind: has it, settable or not, a value to read, and
+// the line it logs when it does not know the selector.
+enum class selector_kind_t { listener, read_only, unknown };
+
+class selector_kind_test : public object_test {
+protected:
+    void check(CMIOObjectPropertySelector selector, selector_kind_t kind) {
+        const std::string name = fourCC_to_string(selector);
         SCOPED_TRACE(name);
         clear_log();
-        Boolean settable = c.kind != listener;
-        EXPECT_EQ(m_stream.has_property(address_of(c.selector), settable), c.kind != unknown);
-        EXPECT_EQ(settable, c.kind == listener);
+        Boolean settable = kind != selector_kind_t::listener;
+        EXPECT_EQ(m_stream.has_property(address_of(selector), settable), kind != selector_kind_t::unknown);
+        EXPECT_EQ(settable, kind == selector_kind_t::listener);
         lines_t lines;
-        if (c.kind != read_only) {  // answered without a value, not even a size, or refused
+        if (kind != selector_kind_t::read_only) {  // answered without a value, not even a size, or refused
             UInt32 used = k_untouched;
             UInt64 value = k_untouched;
-            EXPECT_EQ(m_stream.get_property(address_of(c.selector), 0, nullptr, 8, &used, &value),
-                      c.kind == listener ? 0 : kCMIOHardwareUnknownPropertyError);
+            EXPECT_EQ(m_stream.get_property(address_of(selector), 0, nullptr, 8, &used, &value),
+                      kind == selector_kind_t::listener ? 0 : kCMIOHardwareUnknownPropertyError);
             EXPECT_TRUE(used == k_untouched && value == k_untouched);
-            if (c.kind == unknown)
+            if (kind == selector_kind_t::unknown)
                 lines = {"has_property : unkwown property " + name, "get_property : unkwown property " + name};
         }
         const CMIOObjectPropertyAddress listened = address_of(kCMIOObjectPropertyName);
         bool changed = true;
-        EXPECT_EQ(m_stream.set_property(address_of(c.selector), 0, nullptr, sizeof(listened), &listened, changed),
-                  c.kind == listener ? 0 : kCMIOHardwareUnknownPropertyError);
+        EXPECT_EQ(m_stream.set_property(address_of(selector), 0, nullptr, sizeof(listened), &listened, changed),
+                  kind == selector_kind_t::listener ? 0 : kCMIOHardwareUnknownPropertyError);
         EXPECT_FALSE(changed) << "cleared first";
-        if (c.kind != listener) lines.push_back("set_property : unkwown property " + name);
+        if (kind != selector_kind_t::listener) lines.push_back("set_property : unkwown property " + name);
         EXPECT_EQ(log_messages(), lines);
     }
+};
+
+TEST_F(selector_kind_test, listener_notices_are_settable_and_have_no_value) {
+    check(kCMIOObjectPropertyListenerAdded, selector_kind_t::listener);
+    check(kCMIOObjectPropertyListenerRemoved, selector_kind_t::listener);
+}
+
+TEST_F(selector_kind_test, base_properties_are_read_only) {
+    check(kCMIOObjectPropertyClass, selector_kind_t::read_only);
+    check(kCMIOObjectPropertyOwner, selector_kind_t::read_only);
+    check(kCMIOObjectPropertyOwnedObjects, selector_kind_t::read_only);
+    check(kCMIOObjectPropertyManufacturer, selector_kind_t::read_only);
+}
+
+TEST_F(selector_kind_test, unknown_selectors_are_refused_with_a_line_each) {
+    check(kCMIOObjectPropertyName, selector_kind_t::unknown);  // answered by each derived class, never by the base
+    check('zzzz', selector_kind_t::unknown);
 }
 
 TEST(object_base_entries_test, plain_base_entries_answer_without_a_published_check) {
@@ -264,27 +272,43 @@ TEST_F(owned_objects_test, scope_is_checked_first_then_each_filter_entry_until_o
     test_object_t generic(kCMIOObjectClassID, &m_device);  // matches every filter, is matched by none but its own
     const std::string in = excluded("inpt"), out = excluded("outp"), none = filtered("none"), actl = filtered("actl");
     const struct {
+        const char* name;
         CMIOObjectPropertyScope scope;
         filter_t filter;
         UInt32 qualifier_size;  // ~0u: the whole filter
         UInt32 size;
         lines_t lines;
     } cases[] = {
-        {k_global, {}, ~0u, 16, lines_t(4, k_called)},
-        {kCMIODevicePropertyScopeInput, {}, ~0u, 4, {k_called, in, in, in}},
-        {kCMIODevicePropertyScopeOutput, {}, ~0u, 4, {out, k_called, out, out}},
-        {kCMIODevicePropertyScopeInput, {kCMIOStreamClassID}, ~0u, 4, {filtered("astr"), in, in, in}},
-        {k_global, {kCMIOStreamClassID}, ~0u, 12, lines_t(4, filtered("astr"))},
-        {k_global, {'none', kCMIOControlClassID}, ~0u, 8, {none, actl, none, actl, none, actl, none}},
-        {k_global, {kCMIOObjectClassID}, ~0u, 4, lines_t(4, filtered("aobj"))},
-        {k_global, {'none'}, ~0u, 4, lines_t(4, none)},
+        {"global scope, no filter", k_global, {}, ~0u, 16, lines_t(4, k_called)},
+        {"input scope", kCMIODevicePropertyScopeInput, {}, ~0u, 4, {k_called, in, in, in}},
+        {"output scope", kCMIODevicePropertyScopeOutput, {}, ~0u, 4, {out, k_called, out, out}},
+        {"input scope, streams",
+         kCMIODevicePropertyScopeInput,
+         {kCMIOStreamClassID},
+         ~0u,
+         4,
+         {filtered("astr"), in, in, in}},
+        {"streams", k_global, {kCMIOStreamClassID}, ~0u, 12, lines_t(4, filtered("astr"))},
+        {"unknown class, then controls",
+         k_global,
+         {'none', kCMIOControlClassID},
+         ~0u,
+         8,
+         {none, actl, none, actl, none, actl, none}},
+        {"generic objects", k_global, {kCMIOObjectClassID}, ~0u, 4, lines_t(4, filtered("aobj"))},
+        {"unknown class", k_global, {'none'}, ~0u, 4, lines_t(4, none)},
         // The filter needs one whole entry and its data; a partial second entry is ignored.
-        {k_global, {kCMIOStreamClassID}, 3, 16, lines_t(4, k_called)},
-        {k_global, {}, 4, 16, lines_t(4, k_called)},
-        {k_global, {kCMIOStreamClassID, kCMIOControlClassID}, 7, 12, lines_t(4, filtered("astr"))},
+        {"qualifier shorter than one entry", k_global, {kCMIOStreamClassID}, 3, 16, lines_t(4, k_called)},
+        {"qualifier without data", k_global, {}, 4, 16, lines_t(4, k_called)},
+        {"qualifier with a partial second entry",
+         k_global,
+         {kCMIOStreamClassID, kCMIOControlClassID},
+         7,
+         12,
+         lines_t(4, filtered("astr"))},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.lines));
+        SCOPED_TRACE(c.name);
         clear_log();
         EXPECT_EQ(owned_size(c.scope, c.filter, c.qualifier_size), c.size);
         EXPECT_EQ(log_messages(), c.lines);
@@ -299,7 +323,7 @@ TEST_F(owned_objects_test, scope_is_checked_first_then_each_filter_entry_until_o
     EXPECT_TRUE(m_device.unpublish());
 }
 
-TEST_F(owned_objects_test, children_join_in_order_leave_on_destruction_and_are_found_depth_first) {
+TEST_F(owned_objects_test, children_join_the_list_in_order_and_leave_it_on_destruction) {
     test_object_t stream(kCMIOStreamClassID, &m_device);
     auto control = std::make_unique<test_object_t>(kCMIOControlClassID, &m_device);
     test_object_t control_of_stream(kCMIOControlClassID, &stream);
@@ -309,7 +333,12 @@ TEST_F(owned_objects_test, children_join_in_order_leave_on_destruction_and_are_f
     EXPECT_EQ(control_of_stream.get_plugin_ref(), fake_plugin_ref()) << "the plug-in reference comes from the owner";
     control.reset();
     EXPECT_EQ(m_device.owned_objects(), (std::list<base_t*>{&stream, &second_stream}));
+}
 
+TEST_F(owned_objects_test, find_object_searches_downwards_depth_first) {
+    test_object_t stream(kCMIOStreamClassID, &m_device);
+    test_object_t control_of_stream(kCMIOControlClassID, &stream);
+    test_object_t second_stream(kCMIOStreamClassID, &m_device);
     m_device.set_object_id(10);
     stream.set_object_id(11);
     control_of_stream.set_object_id(12);
@@ -382,8 +411,10 @@ TEST_F(object_test, created_once_under_the_owners_id_then_published_and_withdraw
                                                          {device_id, {}, {stream_id}},
                                                          {k_system, {}, {device_id}}}));
     EXPECT_TRUE(log_messages().empty());
+}
 
-    // A refused publish is logged and still counts; a refused withdrawal forgets the id silently.
+// A refused publish is logged and still counts; a refused withdrawal forgets the id silently.
+TEST_F(object_test, refused_publishing_and_withdrawal_leave_the_object_consistent) {
     ASSERT_TRUE(m_device.cmio_object_create());
     probe::clear_records();
     probe::set_failure(failing_call_t::objects_published_and_died, k_host_failure);
@@ -414,7 +445,7 @@ TEST_F(object_test, destroying_a_published_object_withdraws_it_with_a_warning) {
     EXPECT_EQ(published_and_died(), (std::vector<call_t>{{k_system, {}, {device_id}}}));
 }
 
-TEST_F(object_test, entries_refuse_with_their_line_until_published_but_writes_and_notices_pass) {
+TEST_F(object_test, entries_refuse_with_their_line_until_published_and_after_withdrawal) {
     const CMIOObjectPropertyAddress address = address_of(kCMIOObjectPropertyOwner);
     UInt32 size = 0x1234, used = 0x1234;
     CMIOObjectID owner = 0;
@@ -433,7 +464,20 @@ TEST_F(object_test, entries_refuse_with_their_line_until_published_but_writes_an
     };
     ASSERT_TRUE(m_device.cmio_object_create());  // created but not published
     expect_refusals();
-    // Writes and change notices reach the host whether or not the object is published.
+    ASSERT_TRUE(m_device.publish());
+    EXPECT_TRUE(m_device.has_property(address));
+    EXPECT_EQ(m_device.get_property_data_size(address, 0, nullptr, &size), 0);
+    EXPECT_EQ(m_device.get_property_data(address, 0, nullptr, 4, &used, &owner), 0);
+    EXPECT_EQ(m_device.can_set_property(address, &settable), 0);
+    EXPECT_TRUE(size == 4 && used == 4 && owner == 1 && !settable);
+    ASSERT_TRUE(m_device.unpublish());
+    size = used = 0x1234, owner = 0, settable = true;
+    expect_refusals();  // after withdrawal
+}
+
+// Writes and change notices reach the host whether or not the object is published.
+TEST_F(object_test, writes_and_change_notices_pass_before_publishing) {
+    ASSERT_TRUE(m_device.cmio_object_create());  // created but not published
     clear_log();
     bool changed = true;
     EXPECT_EQ(m_device.set_property(address_of(kCMIOObjectPropertyListenerAdded), 0, nullptr, 0, nullptr, changed), 0);
@@ -451,16 +495,6 @@ TEST_F(object_test, entries_refuse_with_their_line_until_published_but_writes_an
     EXPECT_FALSE(m_device.changed_properties(2, addresses));
     EXPECT_EQ(probe::properties_changed().size(), 1u);
     EXPECT_TRUE(log_messages().empty());
-
-    ASSERT_TRUE(m_device.publish());
-    EXPECT_TRUE(m_device.has_property(address));
-    EXPECT_EQ(m_device.get_property_data_size(address, 0, nullptr, &size), 0);
-    EXPECT_EQ(m_device.get_property_data(address, 0, nullptr, 4, &used, &owner), 0);
-    EXPECT_EQ(m_device.can_set_property(address, &settable), 0);
-    EXPECT_TRUE(size == 4 && used == 4 && owner == 1 && !settable);
-    ASSERT_TRUE(m_device.unpublish());
-    size = used = 0x1234, owner = 0, settable = true;
-    expect_refusals();  // after withdrawal
 }
 
 }  // namespace
