@@ -18,7 +18,7 @@ const std::string k_clock_name = "com.mivora.zav.virtualcamera.clock";
 
 class cmio_clock_test : public cf_leak_fixture_t {};
 
-TEST_F(cmio_clock_test, creates_one_clock_and_forwards_timing_events_as_given) {
+TEST_F(cmio_clock_test, creates_one_clock_with_the_given_parameters) {
     int source = 0;
     cmio_clock_t clock(k_clock_name, CMTimeMake(1, 10), 100, 10, &source);
     ASSERT_NE(clock.get_ref(), nullptr);
@@ -30,7 +30,11 @@ TEST_F(cmio_clock_test, creates_one_clock_and_forwards_timing_events_as_given) {
               std::make_tuple(clock.get_ref(), k_clock_name, 1, 10, 100u, 10u, static_cast<const void*>(&source)));
     EXPECT_EQ(CFGetRetainCount(clock.get_ref()), 1) << "the name string is not kept alive by the owner";
     EXPECT_EQ(objects_created_since_start(), 1) << "only the clock, the temporary name is gone";
+}
 
+TEST_F(cmio_clock_test, forwards_timing_events_as_given) {
+    cmio_clock_t clock(k_clock_name, CMTimeMake(1, 10), 100, 10, nullptr);
+    ASSERT_NE(clock.get_ref(), nullptr);
     clock.post_timing_event(CMTimeMake(1700000000, 1000000000), 1700000000ull, 1);
     clock.post_timing_event(CMTimeMake(1733366667, 1000000000), 1700000001ull, 0);
     using event_t = std::tuple<CFTypeRef, CMTimeValue, CMTimeScale, UInt64, bool>;
@@ -42,7 +46,7 @@ TEST_F(cmio_clock_test, creates_one_clock_and_forwards_timing_events_as_given) {
     EXPECT_TRUE(log_messages().empty());
 }
 
-TEST_F(cmio_clock_test, destruction_invalidates_then_releases_the_clock_and_a_refused_one_is_empty) {
+TEST_F(cmio_clock_test, destruction_invalidates_then_releases_the_clock) {
     auto clock = std::make_unique<cmio_clock_t>(k_clock_name, CMTimeMake(1, 10), 100, 10, nullptr);
     const CFTypeRef reference = clock->get_ref();
     // A client that still holds the clock sees it invalidated, and keeps its own reference.
@@ -51,10 +55,11 @@ TEST_F(cmio_clock_test, destruction_invalidates_then_releases_the_clock_and_a_re
     EXPECT_EQ(probe::clocks_invalidated(), std::vector<CFTypeRef>{reference});
     EXPECT_EQ(CFGetRetainCount(reference), 1) << "the owner's reference is released";
     CFRelease(reference);
+}
 
-    probe::clear_records();
+TEST_F(cmio_clock_test, a_clock_the_host_refuses_is_empty_and_nothing_is_invalidated) {
     probe::set_failure(probe::failing_call_t::stream_clock_create, kCMIOHardwareUnspecifiedError);
-    clock = std::make_unique<cmio_clock_t>(k_clock_name, CMTimeMake(1, 10), 100, 10, nullptr);
+    auto clock = std::make_unique<cmio_clock_t>(k_clock_name, CMTimeMake(1, 10), 100, 10, nullptr);
     EXPECT_EQ(clock->get_ref(), nullptr);
     EXPECT_EQ(objects_created_since_start(), 0) << "the temporary name is released on failure too";
     clock.reset();

@@ -73,12 +73,16 @@ TEST_F(video_format_test, equality_compares_rates_as_fractions_and_descriptions)
     CFRelease(other);
 }
 
-TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator_and_from_a_double_is_kept_over_1000) {
+TEST_F(video_format_test, a_rate_with_a_zero_denominator_is_refused) {
     video_format_t format(k_uyvy, 1280, 720, 30000, 1000);
-    const CMFormatDescriptionRef description = format.get_ref();
     EXPECT_FALSE(format.set_frame_rate(0, 0));
     EXPECT_FALSE(format.set_frame_rate(25, 0));
     EXPECT_EQ(fields(format), fields_t(k_uyvy, 1280, 720, 30000, 1000, 30.0));
+}
+
+TEST_F(video_format_test, a_rate_from_a_fraction_is_kept_as_given) {
+    video_format_t format(k_uyvy, 1280, 720, 30000, 1000);
+    const CMFormatDescriptionRef description = format.get_ref();
     const struct {
         int num, den;
         double rate;
@@ -88,8 +92,11 @@ TEST_F(video_format_test, rate_from_a_fraction_needs_a_denominator_and_from_a_do
         EXPECT_EQ(fields(format), fields_t(k_uyvy, 1280, 720, c.num, c.den, c.rate));
     }
     EXPECT_EQ(format.get_ref(), description) << "the description carries no rate";
+}
 
-    // From a double: kept exactly as given, with the nearest numerator over 1000 or 1001.
+// From a double: kept exactly as given, with the nearest numerator over 1000 or 1001.
+TEST_F(video_format_test, a_rate_from_a_double_is_kept_with_the_nearest_fraction_over_1000_or_1001) {
+    video_format_t format(k_uyvy, 1280, 720, 30000, 1000);
     const int32_t most_negative = std::numeric_limits<int32_t>::min();
     const struct {
         double rate;
