@@ -71,12 +71,16 @@ protected:
 // Ids the DAL system never handed out.
 constexpr CMIOObjectID k_unknown_id = 0x7FFF0000;
 
-TEST_F(dal_client_t, system_object_lists_the_camera_and_owned_objects_by_class) {
+TEST_F(dal_client_t, the_system_object_lists_the_camera_among_its_devices) {
     const CMIOObjectID system = kCMIOObjectSystemObject;
     EXPECT_EQ(read<CMIOClassID>(system, kCMIOObjectPropertyClass), CMIOClassID(kCMIOSystemObjectClassID));
     const std::vector<CMIOObjectID> devices = read_ids(system, kCMIOHardwarePropertyDevices);
     EXPECT_TRUE(contains(devices, m_device));
     EXPECT_TRUE(contains(devices, read<CMIOObjectID>(system, kCMIOHardwarePropertyDefaultInputDevice)));
+}
+
+TEST_F(dal_client_t, the_system_objects_owned_objects_filter_by_class) {
+    const CMIOObjectID system = kCMIOObjectSystemObject;
     auto owned = [&](CMIOClassID id) {
         return read_ids(system, kCMIOObjectPropertyOwnedObjects, kCMIOObjectPropertyScopeGlobal, {id});
     };
@@ -88,12 +92,17 @@ TEST_F(dal_client_t, system_object_lists_the_camera_and_owned_objects_by_class) 
     EXPECT_TRUE(contains(owned_devices, m_device));
     EXPECT_FALSE(contains(owned_devices, plugins[0]));
     EXPECT_EQ(read_ids(system, kCMIOObjectPropertyOwnedObjects).size(), plugins.size() + owned_devices.size());
-    // Device and stream answer through their plug-in.
+}
+
+TEST_F(dal_client_t, device_and_stream_answer_through_their_plugin) {
     EXPECT_EQ(read<CMIOClassID>(m_device, kCMIOObjectPropertyClass), CMIOClassID(kCMIODeviceClassID));
     EXPECT_EQ(read<CMIOObjectID>(m_stream, kCMIOObjectPropertyOwner), m_device);
     EXPECT_EQ(read<CMIOClassID>(m_stream, kCMIOObjectPropertyClass), CMIOClassID(kCMIOStreamClassID));
     EXPECT_TRUE(read_ids(m_device, kCMIODevicePropertyStreams, kCMIODevicePropertyScopeOutput).empty());
-    // List reads are cut to the buffer given.
+}
+
+TEST_F(dal_client_t, list_reads_are_cut_to_the_buffer_given) {
+    const CMIOObjectID system = kCMIOObjectSystemObject;
     const CMIOObjectPropertyAddress list = address(kCMIOHardwarePropertyDevices);
     UInt32 used = 99;
     EXPECT_EQ(CMIOObjectGetPropertyData(system, &list, 0, nullptr, 0, &used, nullptr), noErr);
@@ -105,7 +114,7 @@ TEST_F(dal_client_t, system_object_lists_the_camera_and_owned_objects_by_class) 
     EXPECT_EQ(one[1], 0xDEADBEEFu) << "wrote past the ids that fit";
 }
 
-TEST_F(dal_client_t, unknown_objects_wrong_classes_and_null_arguments_are_refused) {
+TEST_F(dal_client_t, unknown_objects_are_refused) {
     const CMIOObjectPropertyAddress name = address(kCMIOObjectPropertyName);
     UInt32 size = 0, used = 0;
     CFStringRef value = nullptr;
@@ -122,10 +131,20 @@ TEST_F(dal_client_t, unknown_objects_wrong_classes_and_null_arguments_are_refuse
     EXPECT_EQ(CMIODeviceStopStream(kCMIOObjectUnknown, m_stream), kCMIOHardwareBadDeviceError);
     EXPECT_EQ(CMIOStreamCopyBufferQueue(k_unknown_id, nullptr, nullptr, &queue), kCMIOHardwareBadStreamError);
     EXPECT_EQ(queue, nullptr);
-    // A stream is no device and a device no stream, even though both exist.
+}
+
+// A stream is no device and a device no stream, even though both exist.
+TEST_F(dal_client_t, objects_of_the_wrong_class_are_refused) {
+    CMSimpleQueueRef queue = nullptr;
     EXPECT_EQ(CMIODeviceStartStream(m_stream, m_stream), kCMIOHardwareBadDeviceError);
     EXPECT_EQ(CMIOStreamCopyBufferQueue(m_device, nullptr, nullptr, &queue), kCMIOHardwareBadStreamError);
-    // Null arguments are refused without reaching the plug-in.
+    EXPECT_EQ(queue, nullptr);
+}
+
+// Null arguments are refused without reaching the plug-in.
+TEST_F(dal_client_t, null_arguments_are_refused) {
+    const CMIOObjectPropertyAddress name = address(kCMIOObjectPropertyName);
+    UInt32 size = 0, used = 0;
     EXPECT_FALSE(CMIOObjectHasProperty(m_device, nullptr));
     const OSStatus illegal = kCMIOHardwareIllegalOperationError;
     EXPECT_EQ(CMIOObjectGetPropertyDataSize(m_device, nullptr, 0, nullptr, &size), illegal);
@@ -167,32 +186,40 @@ TEST_F(dal_client_t, plugin_status_comes_back_unchanged) {
     EXPECT_EQ(read<UInt32>(m_device, kCMIODevicePropertyDeviceIsRunning), 0u);
 }
 
-// A system setting is settable at its size only, and its listeners hear real changes only; the
-// system object has global, main-element addresses only.
-TEST_F(dal_client_t, system_settings_are_checked_global_only_and_heard_when_changed) {
+TEST_F(dal_client_t, a_system_setting_is_settable_at_its_own_size_only) {
     const CMIOObjectID system = kCMIOObjectSystemObject;
     const CMIOObjectPropertyAddress allow = address(kCMIOHardwarePropertyAllowScreenCaptureDevices);
     const CMIOObjectPropertyAddress devices = address(kCMIOHardwarePropertyDevices);
-    const CMIOObjectPropertyAddress output = address(kCMIOHardwarePropertyDevices, kCMIODevicePropertyScopeOutput);
-    const CMIOObjectPropertyAddress element = address(kCMIOHardwarePropertyDevices, kCMIOObjectPropertyScopeGlobal, 3);
     Boolean settable = false;
     EXPECT_EQ(CMIOObjectIsPropertySettable(system, &allow, &settable), noErr);
     EXPECT_TRUE(settable);
     EXPECT_EQ(CMIOObjectIsPropertySettable(system, &devices, &settable), noErr);
     EXPECT_FALSE(settable);
+    UInt16 small = 1;
+    EXPECT_EQ(CMIOObjectSetPropertyData(system, &allow, 0, nullptr, sizeof small, &small),
+              kCMIOHardwareBadPropertySizeError);
+    EXPECT_EQ(CMIOObjectSetPropertyData(system, &devices, 0, nullptr, sizeof m_device, &m_device),
+              kCMIOHardwareIllegalOperationError);
+}
+
+TEST_F(dal_client_t, system_setting_listeners_hear_real_changes_only) {
+    const CMIOObjectID system = kCMIOObjectSystemObject;
+    const CMIOObjectPropertyAddress allow = address(kCMIOHardwarePropertyAllowScreenCaptureDevices);
     recorder_t recorder;
     ASSERT_EQ(CMIOObjectAddPropertyListener(system, &allow, recorder_t::listener, &recorder), noErr);
     UInt32 off = 0;
-    UInt16 small = 1;
     for (int i = 0; i < 2; ++i)
         ASSERT_EQ(CMIOObjectSetPropertyData(system, &allow, 0, nullptr, sizeof off, &off), noErr);
     EXPECT_EQ(read<UInt32>(system, kCMIOHardwarePropertyAllowScreenCaptureDevices), 0u);
     EXPECT_EQ(recorder.size(), 1u) << "setting the same value again is no change";
     CMIOObjectRemovePropertyListener(system, &allow, recorder_t::listener, &recorder);
-    EXPECT_EQ(CMIOObjectSetPropertyData(system, &allow, 0, nullptr, sizeof small, &small),
-              kCMIOHardwareBadPropertySizeError);
-    EXPECT_EQ(CMIOObjectSetPropertyData(system, &devices, 0, nullptr, sizeof m_device, &m_device),
-              kCMIOHardwareIllegalOperationError);
+}
+
+TEST_F(dal_client_t, the_system_object_has_global_main_element_addresses_only) {
+    const CMIOObjectID system = kCMIOObjectSystemObject;
+    const CMIOObjectPropertyAddress devices = address(kCMIOHardwarePropertyDevices);
+    const CMIOObjectPropertyAddress output = address(kCMIOHardwarePropertyDevices, kCMIODevicePropertyScopeOutput);
+    const CMIOObjectPropertyAddress element = address(kCMIOHardwarePropertyDevices, kCMIOObjectPropertyScopeGlobal, 3);
     EXPECT_TRUE(CMIOObjectHasProperty(system, &devices));
     EXPECT_FALSE(CMIOObjectHasProperty(system, &output));
     EXPECT_FALSE(CMIOObjectHasProperty(system, &element));
@@ -509,8 +536,9 @@ INSTANTIATE_TEST_SUITE_P(bundles, dal_two_factories_t, ::testing::ValuesIn(k_unu
                          two_factories_name);
 
 // Both ways a process lets go of its plug-ins: exiting, and the DAL system unloading them.
-TEST(dal_exit, plugins_are_torn_down_and_released_at_exit_and_on_unload) {
-    const char* const k_released = "TestCamera: last reference released after teardown";
+constexpr const char* k_released = "TestCamera: last reference released after teardown";
+
+TEST(dal_exit, plugins_are_torn_down_and_released_at_exit) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
@@ -519,6 +547,9 @@ TEST(dal_exit, plugins_are_torn_down_and_released_at_exit_and_on_unload) {
             std::exit(0);
         },
         ::testing::ExitedWithCode(0), k_released);
+}
+
+TEST(dal_exit, plugins_are_torn_down_and_released_on_unload_with_their_objects) {
     use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
     const CMIOObjectID camera = find_test_camera();
     ASSERT_NE(camera, kCMIOObjectUnknown);
