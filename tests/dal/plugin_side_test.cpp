@@ -79,17 +79,20 @@ TEST_F(plugin_side_t, created_objects_get_unique_ids_across_threads_and_are_reco
     EXPECT_EQ(CMIOObjectCreate(fake_plugin(), device, kCMIOStreamClassID, nullptr), kCMIOHardwareIllegalOperationError);
 }
 
-// Publishing and property changes are recorded in order; unknown ids and bad arrays are refused
-// with nothing recorded; a dead object takes what it owns with it.
-TEST_F(plugin_side_t, publishing_and_property_changes_are_checked_and_recorded_in_order) {
+// Ids never created and missing arrays are refused with nothing recorded.
+TEST_F(plugin_side_t, publishing_unknown_ids_or_missing_arrays_is_refused_unrecorded) {
     const CMIOObjectID device = create(kCMIOObjectSystemObject, kCMIODeviceClassID), never_made = 0x7FFFFFF0;
-    const CMIOObjectID streams[2] = {create(device, kCMIOStreamClassID), create(device, kCMIOStreamClassID)};
     EXPECT_EQ(publish(kCMIOObjectSystemObject, {device, never_made}), kCMIOHardwareBadObjectError);
     EXPECT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), device, 1, nullptr, 0, nullptr),
               kCMIOHardwareIllegalOperationError);
     EXPECT_EQ(CMIOObjectsPublishedAndDied(fake_plugin(), device, 0, nullptr, 2, nullptr),
               kCMIOHardwareIllegalOperationError);
     EXPECT_TRUE(probe::published_and_died().empty());
+}
+
+TEST_F(plugin_side_t, published_and_died_objects_are_recorded_in_order) {
+    const CMIOObjectID device = create(kCMIOObjectSystemObject, kCMIODeviceClassID);
+    const CMIOObjectID streams[2] = {create(device, kCMIOStreamClassID), create(device, kCMIOStreamClassID)};
     ASSERT_EQ(publish(device, {streams[0], streams[1]}), noErr);
     ASSERT_EQ(publish(kCMIOObjectSystemObject, {device}, {streams[1]}), noErr);
     std::vector<probe::published_and_died_t> records = probe::published_and_died();
@@ -99,7 +102,10 @@ TEST_F(plugin_side_t, publishing_and_property_changes_are_checked_and_recorded_i
     EXPECT_TRUE(records[0].died.empty());
     EXPECT_EQ(records[1].published, std::vector<CMIOObjectID>{device});
     EXPECT_EQ(records[1].died, std::vector<CMIOObjectID>{streams[1]});
+}
 
+TEST_F(plugin_side_t, property_changes_are_recorded_with_their_addresses) {
+    const CMIOObjectID device = create(kCMIOObjectSystemObject, kCMIODeviceClassID);
     const CMIOObjectPropertyAddress changed[2] = {k_name,
                                                   {kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput, 2}};
     ASSERT_EQ(CMIOObjectPropertiesChanged(nullptr, device, 2, changed), noErr);
@@ -110,12 +116,18 @@ TEST_F(plugin_side_t, publishing_and_property_changes_are_checked_and_recorded_i
     ASSERT_EQ(changes[0].addresses.size(), 2u);
     EXPECT_EQ(changes[0].addresses[1].mScope, UInt32(kCMIODevicePropertyScopeInput));
     EXPECT_EQ(changes[0].addresses[1].mElement, 2u);
+}
 
-    // Retiring an object that is already gone is harmless; once the device is, its stream
-    // cannot be published again.
+// Retiring an object that is already gone is harmless; once the device is, its stream cannot be
+// published again.
+TEST_F(plugin_side_t, a_dead_object_takes_what_it_owns_with_it) {
+    const CMIOObjectID device = create(kCMIOObjectSystemObject, kCMIODeviceClassID), never_made = 0x7FFFFFF0;
+    const CMIOObjectID stream = create(device, kCMIOStreamClassID);
+    ASSERT_EQ(publish(device, {stream}), noErr);
+    ASSERT_EQ(publish(kCMIOObjectSystemObject, {device}), noErr);
     EXPECT_EQ(publish(kCMIOObjectSystemObject, {}, {never_made}), noErr);
     ASSERT_EQ(publish(kCMIOObjectSystemObject, {}, {device}), noErr);
-    EXPECT_EQ(publish(device, {streams[0]}), kCMIOHardwareBadObjectError);
+    EXPECT_EQ(publish(device, {stream}), kCMIOHardwareBadObjectError);
 }
 
 TEST_F(plugin_side_t, failure_switches_return_their_status_without_recording) {
