@@ -174,11 +174,9 @@ TEST_F(plugin_side_t, failure_switches_return_their_status_without_recording) {
               kCMIOHardwareIllegalOperationError);
 }
 
-// One clock walked through its life: creation recorded; invalid before the first event; then
-// extrapolated at rate one, at the measured rate, and afresh after a resynchronisation; every
-// good event recorded, bad ones and those after invalidation refused.
-TEST_F(plugin_side_t, stream_clock_extrapolates_records_and_refuses_bad_events) {
-    constexpr UInt64 k_second = 1000000000ull;  // host ticks (timebase 1/1)
+constexpr UInt64 k_second = 1000000000ull;  // host ticks (timebase 1/1)
+
+TEST_F(plugin_side_t, stream_clock_creation_is_recorded_with_its_parameters) {
     int source = 0;
     CFTypeRef clock = nullptr;
     ASSERT_EQ(CMIOStreamClockCreate(nullptr, CFSTR("Test clock"), &source, CMTimeMake(1, 100), 4, 2, &clock), noErr);
@@ -191,7 +189,14 @@ TEST_F(plugin_side_t, stream_clock_extrapolates_records_and_refuses_bad_events) 
     EXPECT_EQ(records[0].averages_for_rate_smoothing, 2u);
     EXPECT_EQ(records[0].source_identifier, &source);
     EXPECT_EQ(CFGetRetainCount(clock), 1);
+    CFRelease(clock);
+}
 
+// Invalid before the first event; then extrapolated at rate one, at the measured rate, and afresh
+// after a resynchronisation.
+TEST_F(plugin_side_t, stream_clock_extrapolates_from_its_timing_events) {
+    CFTypeRef clock = nullptr;
+    ASSERT_EQ(CMIOStreamClockCreate(nullptr, CFSTR("Test clock"), nullptr, CMTimeMake(1, 100), 4, 2, &clock), noErr);
     EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(5 * k_second, clock)));
     ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(300, 30), 100 * k_second, true, clock), noErr);
     const CMTime later = CMIOStreamClockConvertHostTimeToDeviceTime(100 * k_second + k_second / 2, clock);
@@ -207,7 +212,20 @@ TEST_F(plugin_side_t, stream_clock_extrapolates_records_and_refuses_bad_events) 
     // Resynchronising forgets the old rate.
     ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(1000, 1), 10 * k_second, true, clock), noErr);
     EXPECT_NEAR(CMTimeGetSeconds(CMIOStreamClockConvertHostTimeToDeviceTime(11 * k_second, clock)), 1001.0, 1e-6);
+    const std::vector<probe::clock_event_t> events = probe::clock_events();
+    ASSERT_EQ(events.size(), 7u);
+    EXPECT_EQ(events[0].clock, clock);
+    EXPECT_EQ(events[0].host_time, 100 * k_second);
+    EXPECT_EQ(CMTimeCompare(events[0].event_time, CMTimeMake(300, 30)), 0);
+    EXPECT_TRUE(events[0].resynchronize);
+    EXPECT_FALSE(events[2].resynchronize);
+    CFRelease(clock);
+}
 
+TEST_F(plugin_side_t, stream_clock_refuses_bad_events_and_any_after_invalidation) {
+    CFTypeRef clock = nullptr;
+    ASSERT_EQ(CMIOStreamClockCreate(nullptr, CFSTR("Test clock"), nullptr, CMTimeMake(1, 100), 4, 2, &clock), noErr);
+    ASSERT_EQ(CMIOStreamClockPostTimingEvent(CMTimeMake(300, 30), 100 * k_second, true, clock), noErr);
     EXPECT_EQ(CMIOStreamClockInvalidate(nullptr), kCMIOHardwareIllegalOperationError);
     ASSERT_EQ(CMIOStreamClockInvalidate(clock), noErr);
     const std::pair<CMTime, CFTypeRef> refused[] = {
@@ -220,13 +238,7 @@ TEST_F(plugin_side_t, stream_clock_extrapolates_records_and_refuses_bad_events) 
         EXPECT_EQ(CMIOStreamClockPostTimingEvent(time, 43, false, to), kCMIOHardwareIllegalOperationError)
             << time.value;
     EXPECT_FALSE(CMTIME_IS_VALID(CMIOStreamClockConvertHostTimeToDeviceTime(43, clock)));
-    const std::vector<probe::clock_event_t> events = probe::clock_events();
-    ASSERT_EQ(events.size(), 7u);
-    EXPECT_EQ(events[0].clock, clock);
-    EXPECT_EQ(events[0].host_time, 100 * k_second);
-    EXPECT_EQ(CMTimeCompare(events[0].event_time, CMTimeMake(300, 30)), 0);
-    EXPECT_TRUE(events[0].resynchronize);
-    EXPECT_FALSE(events[2].resynchronize);
+    EXPECT_EQ(probe::clock_events().size(), 1u) << "refused events are not recorded";
     EXPECT_EQ(probe::clocks_invalidated(), std::vector<CFTypeRef>{clock});
     CFRelease(clock);
 }
