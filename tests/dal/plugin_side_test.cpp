@@ -246,53 +246,92 @@ TEST_F(plugin_side_t, stream_clock_refuses_bad_events_and_any_after_invalidation
 // Sequence numbers and discontinuity flags ride on the sample as attachments: set at creation,
 // changed by the setters, copied with the sample's attachments but not the non-required ones,
 // and read as "none" from a plain sample.
-TEST(sample_buffer, carries_sequence_flags_and_timing_and_needs_every_argument) {
-    CVPixelBufferRef pixels = nullptr;
-    CMVideoFormatDescriptionRef format = nullptr;
-    ASSERT_EQ(CVPixelBufferCreate(nullptr, 32, 16, kCVPixelFormatType_32BGRA, nullptr, &pixels), kCVReturnSuccess);
-    ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, pixels, &format), noErr);
-    const CMSampleTimingInfo timing{CMTimeMake(1, 25), CMTimeMake(7, 25), kCMTimeInvalid};
-    CMSampleBufferRef sample = nullptr, other = nullptr, plain = nullptr;
-    const UInt64 sequence = (UInt64(1) << 40) + 3;
-    const UInt32 packet_error = kCMIOSampleBufferDiscontinuityFlag_PacketError;
-    ASSERT_EQ(CMIOSampleBufferCreateForImageBuffer(nullptr, pixels, format, &timing, sequence, packet_error, &sample),
-              noErr);
-    EXPECT_EQ(CMIOSampleBufferGetSequenceNumber(sample), sequence);
-    EXPECT_EQ(CMIOSampleBufferGetDiscontinuityFlags(sample), packet_error);
-    EXPECT_EQ(CMSampleBufferGetPresentationTimeStamp(sample).value, 7);
-    EXPECT_EQ(CMSampleBufferGetImageBuffer(sample), pixels);
-    EXPECT_TRUE(CMSampleBufferDataIsReady(sample));
+class sample_buffer_t : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(CVPixelBufferCreate(nullptr, 32, 16, kCVPixelFormatType_32BGRA, nullptr, &m_pixels),
+                  kCVReturnSuccess);
+        ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(nullptr, m_pixels, &m_format), noErr);
+    }
+    void TearDown() override {
+        for (CFTypeRef made : {CFTypeRef(m_format), CFTypeRef(m_pixels)})
+            if (made != nullptr) CFRelease(made);
+    }
+    // A new sample that the caller releases, or null.
+    CMSampleBufferRef make(UInt64 sequence, UInt32 flags) {
+        CMSampleBufferRef sample = nullptr;
+        EXPECT_EQ(
+            CMIOSampleBufferCreateForImageBuffer(nullptr, m_pixels, m_format, &m_timing, sequence, flags, &sample),
+            noErr);
+        return sample;
+    }
 
-    ASSERT_EQ(CMIOSampleBufferCreateForImageBuffer(nullptr, pixels, format, &timing, 9, 0, &other), noErr);
+    CVPixelBufferRef m_pixels = nullptr;
+    CMVideoFormatDescriptionRef m_format = nullptr;
+    const CMSampleTimingInfo m_timing{CMTimeMake(1, 25), CMTimeMake(7, 25), kCMTimeInvalid};
+    const UInt64 m_sequence = (UInt64(1) << 40) + 3;
+    const UInt32 m_packet_error = kCMIOSampleBufferDiscontinuityFlag_PacketError;
+};
+
+TEST_F(sample_buffer_t, carries_its_sequence_number_flags_image_and_timing) {
+    CMSampleBufferRef sample = make(m_sequence, m_packet_error);
+    ASSERT_NE(sample, nullptr);
+    EXPECT_EQ(CMIOSampleBufferGetSequenceNumber(sample), m_sequence);
+    EXPECT_EQ(CMIOSampleBufferGetDiscontinuityFlags(sample), m_packet_error);
+    EXPECT_EQ(CMSampleBufferGetPresentationTimeStamp(sample).value, 7);
+    EXPECT_EQ(CMSampleBufferGetImageBuffer(sample), m_pixels);
+    EXPECT_TRUE(CMSampleBufferDataIsReady(sample));
+    CFRelease(sample);
+}
+
+// The non-required copy leaves the sequence number and flags behind; the sample copy takes them.
+TEST_F(sample_buffer_t, copying_attachments_takes_the_required_ones_only_with_the_sample_copy) {
+    CMSampleBufferRef sample = make(m_sequence, m_packet_error), other = make(9, 0);
+    ASSERT_TRUE(sample != nullptr && other != nullptr);
     CMSetAttachment(sample, kCMIOSampleBufferAttachmentKey_HostTime, kCFBooleanTrue, kCMAttachmentMode_ShouldPropagate);
     ASSERT_EQ(CMIOSampleBufferCopyNonRequiredAttachments(sample, other, kCMAttachmentMode_ShouldPropagate), noErr);
     EXPECT_EQ(CMGetAttachment(other, kCMIOSampleBufferAttachmentKey_HostTime, nullptr), kCFBooleanTrue);
     EXPECT_EQ(CMIOSampleBufferGetSequenceNumber(other), 9u);
     EXPECT_EQ(CMIOSampleBufferGetDiscontinuityFlags(other), 0u);
     ASSERT_EQ(CMIOSampleBufferCopySampleAttachments(sample, other), noErr);
-    EXPECT_EQ(CMIOSampleBufferGetSequenceNumber(other), sequence);
+    EXPECT_EQ(CMIOSampleBufferGetSequenceNumber(other), m_sequence);
     CFRelease(other);
+    CFRelease(sample);
+}
 
+TEST_F(sample_buffer_t, setters_change_the_sequence_number_and_flags) {
+    CMSampleBufferRef sample = make(m_sequence, m_packet_error);
+    ASSERT_NE(sample, nullptr);
     CMIOSampleBufferSetSequenceNumber(nullptr, sample, kCMIOInvalidSequenceNumber);
     EXPECT_EQ(CMIOSampleBufferGetSequenceNumber(sample), kCMIOInvalidSequenceNumber);
     CMIOSampleBufferSetDiscontinuityFlags(nullptr, sample, 0xFFFFFFFFu);
     EXPECT_EQ(CMIOSampleBufferGetDiscontinuityFlags(sample), 0xFFFFFFFFu);
     CFRelease(sample);
-    EXPECT_FALSE(CMIODiscontinuityFlagsHaveHardDiscontinuities(kCMIOSampleBufferDiscontinuityFlag_DurationWasExtended));
-    EXPECT_TRUE(CMIODiscontinuityFlagsHaveHardDiscontinuities(packet_error));
+}
 
-    sample = nullptr;
-    EXPECT_NE(CMIOSampleBufferCreateForImageBuffer(nullptr, nullptr, format, &timing, 0, 0, &sample), noErr);
-    EXPECT_NE(CMIOSampleBufferCreateForImageBuffer(nullptr, pixels, nullptr, &timing, 0, 0, &sample), noErr);
-    EXPECT_NE(CMIOSampleBufferCreateForImageBuffer(nullptr, pixels, format, nullptr, 0, 0, &sample), noErr);
-    EXPECT_NE(CMIOSampleBufferCreateForImageBuffer(nullptr, pixels, format, &timing, 0, 0, nullptr), noErr);
+TEST_F(sample_buffer_t, creation_needs_every_argument) {
+    CMSampleBufferRef sample = nullptr;
+    EXPECT_NE(CMIOSampleBufferCreateForImageBuffer(nullptr, nullptr, m_format, &m_timing, 0, 0, &sample), noErr);
+    EXPECT_NE(CMIOSampleBufferCreateForImageBuffer(nullptr, m_pixels, nullptr, &m_timing, 0, 0, &sample), noErr);
+    EXPECT_NE(CMIOSampleBufferCreateForImageBuffer(nullptr, m_pixels, m_format, nullptr, 0, 0, &sample), noErr);
+    EXPECT_NE(CMIOSampleBufferCreateForImageBuffer(nullptr, m_pixels, m_format, &m_timing, 0, 0, nullptr), noErr);
     EXPECT_EQ(sample, nullptr);
+}
+
+// A plain CoreMedia sample, or none, reads as no sequence number and no discontinuity.
+TEST_F(sample_buffer_t, a_plain_sample_has_no_sequence_number_and_no_flags) {
     EXPECT_EQ(CMIOSampleBufferGetSequenceNumber(nullptr), kCMIOInvalidSequenceNumber);
     EXPECT_EQ(CMIOSampleBufferGetDiscontinuityFlags(nullptr), UInt32(kCMIOSampleBufferNoDiscontinuities));
-    ASSERT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, pixels, format, &timing, &plain), noErr);
+    CMSampleBufferRef plain = nullptr;
+    ASSERT_EQ(CMSampleBufferCreateReadyWithImageBuffer(nullptr, m_pixels, m_format, &m_timing, &plain), noErr);
     EXPECT_EQ(CMIOSampleBufferGetSequenceNumber(plain), kCMIOInvalidSequenceNumber);
     EXPECT_EQ(CMIOSampleBufferGetDiscontinuityFlags(plain), UInt32(kCMIOSampleBufferNoDiscontinuities));
-    for (CFTypeRef made : {CFTypeRef(plain), CFTypeRef(format), CFTypeRef(pixels)}) CFRelease(made);
+    CFRelease(plain);
+}
+
+TEST(sample_buffer_flags, only_hard_discontinuities_are_reported_as_such) {
+    EXPECT_FALSE(CMIODiscontinuityFlagsHaveHardDiscontinuities(kCMIOSampleBufferDiscontinuityFlag_DurationWasExtended));
+    EXPECT_TRUE(CMIODiscontinuityFlagsHaveHardDiscontinuities(kCMIOSampleBufferDiscontinuityFlag_PacketError));
 }
 
 }  // namespace
