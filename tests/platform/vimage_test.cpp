@@ -99,53 +99,85 @@ bool is_background(const uint8_t* p) {
 }
 
 // Scale fills the whole output with the picture; a uniform warp draws it where pixel centres
-// fall inside the scaled picture and background everywhere else.
-TEST(vimage, scale_and_uniform_warp_match_the_reference_on_several_sizes) {
-    const struct {
-        std::size_t m_sw, m_sh, m_dw, m_dh;
-    } sizes[] = {{64, 48, 32, 24},      {33, 17, 100, 50},    {7, 5, 7, 5}, {640, 480, 1280, 720},
-                 {1280, 720, 854, 480}, {640, 360, 960, 540}, {3, 2, 17, 9}};
-    for (const auto& c : sizes) {
-        SCOPED_TRACE(testing::Message() << c.m_sw << "x" << c.m_sh << " -> " << c.m_dw << "x" << c.m_dh);
-        image_t src = smooth_image(c.m_sw, c.m_sh);
-        image_t scaled(c.m_dw, c.m_dh), warped(c.m_dw, c.m_dh);
-        vImage_Buffer sb = src.buffer(), scaled_b = scaled.buffer(), warped_b = warped.buffer();
-        const double sx = double(c.m_dw) / double(c.m_sw), sy = double(c.m_dh) / double(c.m_sh);
-        ASSERT_EQ(vImageScale_ARGB8888(&sb, &scaled_b, nullptr, kvImageNoFlags), kvImageNoError);
-        expect_picture(scaled, src, sx, sy, c.m_dw, c.m_dh);
-        const float s = static_cast<float>(std::min(sx, sy));
-        const vImage_AffineTransform t{s, 0, 0, s, 0, 0};
-        ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &warped_b, nullptr, &t, k_background, kvImageBackgroundColorFill),
-                  kvImageNoError);
-        std::size_t covered_w = 0, covered_h = 0;
-        while (covered_w < c.m_dw && covered_w + 0.5 < s * double(c.m_sw)) ++covered_w;
-        while (covered_h < c.m_dh && covered_h + 0.5 < s * double(c.m_sh)) ++covered_h;
-        expect_picture(warped, src, s, s, covered_w, covered_h);
-        std::size_t wrong_background = 0;
-        for (std::size_t y = 0; y < c.m_dh; ++y)
-            for (std::size_t x = 0; x < c.m_dw; ++x)
-                wrong_background += (x >= covered_w || y >= covered_h) && !is_background(warped.pixel(x, y));
-        EXPECT_EQ(wrong_background, 0u);
-    }
+// fall inside the scaled picture and background everywhere else. Both on a table of sizes.
+struct resize_case_t {
+    std::size_t m_sw, m_sh, m_dw, m_dh;
+};
+
+std::string resize_name(const resize_case_t& c) {
+    return std::to_string(c.m_sw) + "x" + std::to_string(c.m_sh) + "_to_" + std::to_string(c.m_dw) + "x" +
+           std::to_string(c.m_dh);
 }
+
+void PrintTo(const resize_case_t& c, std::ostream* out) {
+    *out << resize_name(c);
+}
+
+const resize_case_t k_resizes[] = {
+    {64, 48, 32, 24},      {33, 17, 100, 50},    {7, 5, 7, 5},  {640, 480, 1280, 720},
+    {1280, 720, 854, 480}, {640, 360, 960, 540}, {3, 2, 17, 9},
+};
+
+class vimage_resize : public ::testing::TestWithParam<resize_case_t> {};
+
+TEST_P(vimage_resize, scale_fills_the_output_with_the_reference_picture) {
+    const resize_case_t& c = GetParam();
+    image_t src = smooth_image(c.m_sw, c.m_sh);
+    image_t scaled(c.m_dw, c.m_dh);
+    vImage_Buffer sb = src.buffer(), scaled_b = scaled.buffer();
+    const double sx = double(c.m_dw) / double(c.m_sw), sy = double(c.m_dh) / double(c.m_sh);
+    ASSERT_EQ(vImageScale_ARGB8888(&sb, &scaled_b, nullptr, kvImageNoFlags), kvImageNoError);
+    expect_picture(scaled, src, sx, sy, c.m_dw, c.m_dh);
+}
+
+TEST_P(vimage_resize, uniform_warp_draws_the_reference_picture_on_background) {
+    const resize_case_t& c = GetParam();
+    image_t src = smooth_image(c.m_sw, c.m_sh);
+    image_t warped(c.m_dw, c.m_dh);
+    vImage_Buffer sb = src.buffer(), warped_b = warped.buffer();
+    const double sx = double(c.m_dw) / double(c.m_sw), sy = double(c.m_dh) / double(c.m_sh);
+    const float s = static_cast<float>(std::min(sx, sy));
+    const vImage_AffineTransform t{s, 0, 0, s, 0, 0};
+    ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &warped_b, nullptr, &t, k_background, kvImageBackgroundColorFill),
+              kvImageNoError);
+    // The picture covers the output pixels whose centres fall inside the scaled source.
+    std::size_t covered_w = 0, covered_h = 0;
+    while (covered_w < c.m_dw && covered_w + 0.5 < s * double(c.m_sw)) ++covered_w;
+    while (covered_h < c.m_dh && covered_h + 0.5 < s * double(c.m_sh)) ++covered_h;
+    expect_picture(warped, src, s, s, covered_w, covered_h);
+    std::size_t wrong_background = 0;
+    for (std::size_t y = 0; y < c.m_dh; ++y)
+        for (std::size_t x = 0; x < c.m_dw; ++x)
+            wrong_background += (x >= covered_w || y >= covered_h) && !is_background(warped.pixel(x, y));
+    EXPECT_EQ(wrong_background, 0u);
+}
+
+std::string resize_param_name(const ::testing::TestParamInfo<resize_case_t>& param) {
+    return resize_name(param.param);
+}
+
+INSTANTIATE_TEST_SUITE_P(sizes, vimage_resize, ::testing::ValuesIn(k_resizes), resize_param_name);
 
 // Transforms that map pixel centres onto pixel centres move every pixel exactly: each output
 // pixel is the source pixel under its centre; where the source does not reach, background or,
 // with extended edges, the nearest edge pixel.
 TEST(vimage, whole_pixel_warps_move_every_pixel_exactly) {
     const struct {
+        const char* m_name;
         std::size_t m_sw, m_sh, m_dw, m_dh;
-        vImage_AffineTransform m_transform;                  // (u, v) -> (a u + c v + tx, b u + d v + ty)
-    } cases[] = {{50, 20, 50, 20, {1, 0, 0, 1, -5, 3}},      // left 5, down 3
-                 {37, 23, 23, 37, {0, 1, -1, 0, 23, 0}},     // quarter turn
-                 {21, 13, 25, 15, {-1, 0, 0, -1, 21, 13}}};  // half turn into a larger output
+        vImage_AffineTransform m_transform;  // (u, v) -> (a u + c v + tx, b u + d v + ty)
+    } cases[] = {
+        {"left 5, down 3", 50, 20, 50, 20, {1, 0, 0, 1, -5, 3}},
+        {"quarter turn", 37, 23, 23, 37, {0, 1, -1, 0, 23, 0}},
+        {"half turn into a larger output", 21, 13, 25, 15, {-1, 0, 0, -1, 21, 13}},
+    };
     for (const auto& c : cases) {
         image_t src = smooth_image(c.m_sw, c.m_sh);
         for (std::size_t y = 0; y < c.m_sh; ++y) src.pixel(5, y)[0] = static_cast<uint8_t>(y);  // a marker column
         const vImage_AffineTransform& t = c.m_transform;
         const double det = double(t.a) * t.d - double(t.b) * t.c;
         for (const vImage_Flags edge : {kvImageBackgroundColorFill, kvImageEdgeExtend}) {
-            SCOPED_TRACE(testing::Message() << c.m_sw << "x" << c.m_sh << ", edge flags " << edge);
+            SCOPED_TRACE(testing::Message() << c.m_name << ", edge flags " << edge);
             image_t dst(c.m_dw, c.m_dh);
             vImage_Buffer sb = src.buffer(), db = dst.buffer();
             ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &db, nullptr, &t, k_background, edge), kvImageNoError);
@@ -169,9 +201,9 @@ TEST(vimage, whole_pixel_warps_move_every_pixel_exactly) {
     }
 }
 
-// Both calls: a temp-size query touches nothing and needs no pixels; bad arguments are refused
-// before anything is drawn.
-TEST(vimage, temp_size_queries_and_bad_arguments_leave_the_output_untouched) {
+// Both calls: a temp-size query touches nothing and needs no pixels, and a caller's buffer of
+// the queried size will do.
+TEST(vimage, temp_size_queries_leave_the_output_untouched_and_need_no_pixels) {
     image_t src = smooth_image(40, 30);
     image_t dst(20, 10);
     const std::vector<uint8_t> before = dst.m_bytes;
@@ -183,6 +215,18 @@ TEST(vimage, temp_size_queries_and_bad_arguments_leave_the_output_untouched) {
     EXPECT_GT(size, 0);
     EXPECT_EQ(vImageScale_ARGB8888(&no_data_s, &no_data_d, nullptr, kvImageGetTempBufferSize), size);
     EXPECT_GT(vImageAffineWarp_ARGB8888(&s, &d, nullptr, &half, k_background, kvImageGetTempBufferSize), 0);
+    EXPECT_EQ(dst.m_bytes, before);
+    std::vector<uint8_t> temp(static_cast<std::size_t>(size));
+    EXPECT_EQ(vImageScale_ARGB8888(&s, &d, temp.data(), kvImageNoFlags), kvImageNoError);
+}
+
+// Bad arguments are refused before anything is drawn.
+TEST(vimage, bad_arguments_are_refused_with_the_output_untouched) {
+    image_t src = smooth_image(40, 30);
+    image_t dst(20, 10);
+    const std::vector<uint8_t> before = dst.m_bytes;
+    vImage_Buffer s = src.buffer(), d = dst.buffer();
+    const vImage_AffineTransform half{0.5f, 0, 0, 0.5f, 0, 0};
     vImage_Buffer short_rows = s, empty = d;
     short_rows.rowBytes = 40 * 4 - 1;
     empty.width = 0;
@@ -195,9 +239,12 @@ TEST(vimage, temp_size_queries_and_bad_arguments_leave_the_output_untouched) {
     EXPECT_EQ(vImageAffineWarp_ARGB8888(&s, &d, nullptr, nullptr, k_background, kvImageBackgroundColorFill),
               kvImageNullPointerArgument);
     EXPECT_EQ(dst.m_bytes, before);
-    std::vector<uint8_t> temp(static_cast<std::size_t>(size));  // a caller's buffer of the queried size will do
-    EXPECT_EQ(vImageScale_ARGB8888(&s, &d, temp.data(), kvImageNoFlags), kvImageNoError);
-    // A transform that flattens the picture draws only background.
+}
+
+TEST(vimage, a_transform_that_flattens_the_picture_draws_only_background) {
+    image_t src = smooth_image(40, 30);
+    image_t dst(20, 10);
+    vImage_Buffer s = src.buffer(), d = dst.buffer();
     const vImage_AffineTransform flat{1, 1, 1, 1, 0, 0};
     ASSERT_EQ(vImageAffineWarp_ARGB8888(&s, &d, nullptr, &flat, k_background, kvImageBackgroundColorFill),
               kvImageNoError);
