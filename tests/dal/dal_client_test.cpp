@@ -368,7 +368,10 @@ TEST(dal_threads, first_calls_load_once_and_concurrent_calls_agree) {
     std::vector<std::thread> threads;
     for (int i = 0; i < k_threads; ++i)
         threads.emplace_back([&, i] {
-            while (!go.load()) std::this_thread::yield();
+            // The start gate has a deadline too: a thread left waiting fails the test, not CI.
+            const auto give_up = std::chrono::steady_clock::now() + 5s;
+            while (!go.load() && std::chrono::steady_clock::now() < give_up) std::this_thread::yield();
+            failures += !go.load();
             const CMIOObjectID device = found[i] = find_test_camera();
             const CMIOObjectPropertyAddress running = address(kCMIODevicePropertyDeviceIsRunning);
             auto proc = [](CMIOObjectID, UInt32, const CMIOObjectPropertyAddress*, void*) -> OSStatus { return noErr; };
