@@ -52,19 +52,17 @@ std::string capture_stderr(const std::function<void()>& action) {
     return all;
 }
 
-class dal_client_t : public ::testing::Test {
+class dal_client_t : public test_camera_test_t {
 protected:
     void SetUp() override {
-        use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
-        m_device = find_test_camera();
-        ASSERT_NE(m_device, kCMIOObjectUnknown) << "the test camera was not loaded from " ZAV_TEST_PLUGIN_DIR;
+        test_camera_test_t::SetUp();
+        if (HasFatalFailure()) return;
         std::vector<CMIOObjectID> streams =
             read_ids(m_device, kCMIODevicePropertyStreams, kCMIODevicePropertyScopeInput);
         ASSERT_EQ(streams.size(), 1u);
         m_stream = streams[0];
     }
 
-    CMIOObjectID m_device = kCMIOObjectUnknown;
     CMIOObjectID m_stream = kCMIOObjectUnknown;
 };
 

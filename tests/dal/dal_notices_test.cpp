@@ -217,13 +217,8 @@ TEST_F(hot_plug_t, the_system_objects_owned_objects_notice_comes_when_a_camera_i
 
 // ---- The test camera adding and retiring a stream while a client listens ------------------------
 
-class camera_streams_t : public ::testing::Test {
+class camera_streams_t : public test_camera_test_t {
 protected:
-    void SetUp() override {
-        use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
-        m_device = find_test_camera();
-        ASSERT_NE(m_device, kCMIOObjectUnknown) << "the test camera was not loaded from " ZAV_TEST_PLUGIN_DIR;
-    }
     void TearDown() override {
         if (m_device != kCMIOObjectUnknown) set_input_streams(1);
     }
@@ -241,8 +236,6 @@ protected:
         const std::vector<CMIOObjectID> streams = input_streams();
         return streams.size() == 2 ? streams[1] : CMIOObjectID(kCMIOObjectUnknown);
     }
-
-    CMIOObjectID m_device = kCMIOObjectUnknown;
 };
 
 TEST_F(camera_streams_t, the_devices_owned_objects_notice_comes_when_a_stream_is_published) {
@@ -307,16 +300,7 @@ void PrintTo(const wildcard_notice_case_t& c, std::ostream* out) {
     *out << c.m_name;
 }
 
-class wildcard_notice_t : public ::testing::TestWithParam<wildcard_notice_case_t> {
-protected:
-    void SetUp() override {
-        use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
-        m_device = find_test_camera();
-        ASSERT_NE(m_device, kCMIOObjectUnknown) << "the test camera was not loaded from " ZAV_TEST_PLUGIN_DIR;
-    }
-
-    CMIOObjectID m_device = kCMIOObjectUnknown;
-};
+class wildcard_notice_t : public test_camera_test_t, public ::testing::WithParamInterface<wildcard_notice_case_t> {};
 
 TEST_P(wildcard_notice_t, reaches_a_listener_on_the_name_of_the_device_when_the_rest_matches) {
     const CMIOObjectPropertyAddress name = address(kCMIOObjectPropertyName);

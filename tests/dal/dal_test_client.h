@@ -4,6 +4,7 @@
 #define ZAV_TESTS_DAL_TEST_CLIENT_H
 
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
+#include <gtest/gtest.h>
 #include <zav_platform/probe.h>
 
 #include <algorithm>
@@ -70,6 +71,19 @@ inline void use_plugin_folders(const std::string& folders) {
     zav_platform::probe::unload_plug_ins();
     setenv("CMIO_DAL_PLUGIN_PATH", folders.c_str(), 1);
 }
+
+// A test run with the test camera loaded from the build's plug-in folder (ZAV_TEST_PLUGIN_DIR,
+// which the build defines for the DAL test programs), its device in m_device.
+class test_camera_test_t : public ::testing::Test {
+protected:
+    void SetUp() override {
+        use_plugin_folders(ZAV_TEST_PLUGIN_DIR);
+        m_device = find_test_camera();
+        ASSERT_NE(m_device, kCMIOObjectUnknown) << "the test camera was not loaded from " ZAV_TEST_PLUGIN_DIR;
+    }
+
+    CMIOObjectID m_device = kCMIOObjectUnknown;
+};
 
 // A property listener that writes down every (object, selector) it is told about.
 struct recorder_t {

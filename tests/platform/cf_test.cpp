@@ -352,11 +352,8 @@ TEST_F(cf_collections, dictionary_create_keeps_the_later_of_two_equal_keys) {
 
 TEST_F(cf_collections, dictionary_copies_compare_by_content) {
     CFNumberRef one = make_int32(1), two = make_int32(2);
-    const void *keys[] = {CFSTR("a"), CFSTR("b"), CFSTR("a")}, *values[] = {one, one, two};
-    CFDictionaryRef made = make_dictionary(keys, values, 3);
-    EXPECT_EQ(CFDictionaryGetCount(made), 2);
-    EXPECT_EQ(CFDictionaryGetValue(made, CFSTR("a")), two);
-    EXPECT_EQ(CFGetRetainCount(one), 2);
+    const void *keys[] = {CFSTR("a"), CFSTR("b")}, *values[] = {two, one};
+    CFDictionaryRef made = make_dictionary(keys, values, 2);
     CFMutableDictionaryRef copy = CFDictionaryCreateMutableCopy(nullptr, 0, made);
     EXPECT_TRUE(CFEqual(made, copy));
     CFDictionarySetValue(copy, CFSTR("b"), two);

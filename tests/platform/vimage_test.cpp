@@ -118,36 +118,36 @@ const resize_case_t k_resizes[] = {
     {1280, 720, 854, 480}, {640, 360, 960, 540}, {3, 2, 17, 9},
 };
 
-class vimage_resize : public ::testing::TestWithParam<resize_case_t> {};
+// The source picture of a case, an output of the case's size, and the scale factors between them.
+class vimage_resize : public ::testing::TestWithParam<resize_case_t> {
+protected:
+    const resize_case_t& m_case = GetParam();
+    image_t m_src = smooth_image(m_case.m_sw, m_case.m_sh);
+    image_t m_out{m_case.m_dw, m_case.m_dh};
+    const double m_sx = double(m_case.m_dw) / double(m_case.m_sw), m_sy = double(m_case.m_dh) / double(m_case.m_sh);
+};
 
 TEST_P(vimage_resize, scale_fills_the_output_with_the_reference_picture) {
-    const resize_case_t& c = GetParam();
-    image_t src = smooth_image(c.m_sw, c.m_sh);
-    image_t scaled(c.m_dw, c.m_dh);
-    vImage_Buffer sb = src.buffer(), scaled_b = scaled.buffer();
-    const double sx = double(c.m_dw) / double(c.m_sw), sy = double(c.m_dh) / double(c.m_sh);
+    vImage_Buffer sb = m_src.buffer(), scaled_b = m_out.buffer();
     ASSERT_EQ(vImageScale_ARGB8888(&sb, &scaled_b, nullptr, kvImageNoFlags), kvImageNoError);
-    expect_picture(scaled, src, sx, sy, c.m_dw, c.m_dh);
+    expect_picture(m_out, m_src, m_sx, m_sy, m_case.m_dw, m_case.m_dh);
 }
 
 TEST_P(vimage_resize, uniform_warp_draws_the_reference_picture_on_background) {
-    const resize_case_t& c = GetParam();
-    image_t src = smooth_image(c.m_sw, c.m_sh);
-    image_t warped(c.m_dw, c.m_dh);
-    vImage_Buffer sb = src.buffer(), warped_b = warped.buffer();
-    const double sx = double(c.m_dw) / double(c.m_sw), sy = double(c.m_dh) / double(c.m_sh);
-    const float s = static_cast<float>(std::min(sx, sy));
+    image_t& warped = m_out;
+    vImage_Buffer sb = m_src.buffer(), warped_b = warped.buffer();
+    const float s = static_cast<float>(std::min(m_sx, m_sy));
     const vImage_AffineTransform t{s, 0, 0, s, 0, 0};
     ASSERT_EQ(vImageAffineWarp_ARGB8888(&sb, &warped_b, nullptr, &t, k_background, kvImageBackgroundColorFill),
               kvImageNoError);
     // The picture covers the output pixels whose centres fall inside the scaled source.
     std::size_t covered_w = 0, covered_h = 0;
-    while (covered_w < c.m_dw && covered_w + 0.5 < s * double(c.m_sw)) ++covered_w;
-    while (covered_h < c.m_dh && covered_h + 0.5 < s * double(c.m_sh)) ++covered_h;
-    expect_picture(warped, src, s, s, covered_w, covered_h);
+    while (covered_w < m_case.m_dw && covered_w + 0.5 < s * double(m_case.m_sw)) ++covered_w;
+    while (covered_h < m_case.m_dh && covered_h + 0.5 < s * double(m_case.m_sh)) ++covered_h;
+    expect_picture(warped, m_src, s, s, covered_w, covered_h);
     std::size_t wrong_background = 0;
-    for (std::size_t y = 0; y < c.m_dh; ++y)
-        for (std::size_t x = 0; x < c.m_dw; ++x)
+    for (std::size_t y = 0; y < m_case.m_dh; ++y)
+        for (std::size_t x = 0; x < m_case.m_dw; ++x)
             wrong_background += (x >= covered_w || y >= covered_h) && !is_background(warped.pixel(x, y));
     EXPECT_EQ(wrong_background, 0u);
 }
