@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is needed, builds and runs the whole test suite three times: a plain build with
 # g++, an AddressSanitizer + UndefinedBehaviorSanitizer build and a ThreadSanitizer build, both
-# with clang. All three must pass.
+# with clang. Before them the pixel engine is built for aarch64 and tested under qemu-user; the
+# plain run compares its pictures with the aarch64 build's. Everything must pass.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -26,7 +27,11 @@ run_suite() {
 }
 
 mkdir -p build
-run_suite build/plain -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++
+start=$SECONDS
+bash scripts/test-arm64.sh build/arm64
+echo "== build/arm64 passed in $((SECONDS - start)) s"
+run_suite build/plain -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
+    -DZAV_PIXEL_HASHES_AARCH64="$root/build/arm64/pixel_hashes.txt"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1 \
 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     run_suite build/sanitize -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DZAV_SANITIZE=ON
