@@ -10,6 +10,7 @@ packages=(
     libswscale-dev libavutil-dev
     libavahi-compat-libdnssd-dev
     python3
+    g++-aarch64-linux-gnu qemu-user googletest
 )
 
 missing=()
