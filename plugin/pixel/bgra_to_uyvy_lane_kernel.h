@@ -119,9 +119,9 @@ struct lanes_t {
         for (int32_t lane = first_lane; lane < first_lane + V::k_lanes; ++lane) {
             const int32_t l = m_p_src_rows[lane] ? lane : donor;
             // Slot k - lag * l is image column k - lag * l - 1.
-            m_src_at[lane] = l < 0 ? 0
-                                   : reinterpret_cast<uintptr_t>(m_p_src_rows[l]) -
-                                         4u * static_cast<uintptr_t>(k_cell_lag * l + 1);
+            m_src_at[lane] =
+                l < 0 ? 0
+                      : reinterpret_cast<uintptr_t>(m_p_src_rows[l]) - 4u * static_cast<uintptr_t>(k_cell_lag * l + 1);
             if (!m_p_src_rows[lane]) m_patch_lanes[v][m_patch_count[v]++] = lane;
         }
     }

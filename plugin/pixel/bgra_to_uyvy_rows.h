@@ -42,9 +42,8 @@ struct bgra_to_uyvy_rows_t {
     // a few rows: ring_rows is at least m_band_rows + 1, or the whole scratch. `dst` points at
     // the destination row of `first`. `prefetch` and `source` may be null; the reference
     // ignores `prefetch` and takes no `source`.
-    void (*m_p_dither_rows)(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width,
-                            uint8_t* dst, ptrdiff_t dst_stride, const row_prefetch_t* prefetch,
-                            const lane_source_t* source);
+    void (*m_p_dither_rows)(float* scratch, int32_t ring_rows, int32_t first, int32_t rows, int32_t width, uint8_t* dst,
+                            ptrdiff_t dst_stride, const row_prefetch_t* prefetch, const lane_source_t* source);
     // Rows that the dither keeps in flight: the rows a caller converts just ahead of it. 0 for
     // the reference, which runs the defining order (every row converted, then every row dithered).
     int32_t m_band_rows;
@@ -52,9 +51,12 @@ struct bgra_to_uyvy_rows_t {
 
 const bgra_to_uyvy_rows_t& reference_bgra_to_uyvy_rows();
 const bgra_to_uyvy_rows_t& ssse3_bgra_to_uyvy_rows();
+// Null where the AVX2 set is not built (processors that are not x86_64).
+const bgra_to_uyvy_rows_t* avx2_bgra_to_uyvy_rows();
 
-// The one place that chooses the set for a processor: the SSSE3 baseline. The converter passes
-// the flags read at load.
+// The one place that chooses the set: AVX2 when the processor has it and the set is built, else
+// the SSSE3 baseline. The converter passes the flags read at load; tests pass others to force
+// the baseline.
 const bgra_to_uyvy_rows_t& select_bgra_to_uyvy_rows(const cpu_flags_t& cpu);
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

@@ -15,7 +15,8 @@ void copy_alpha_row_c(const uint8_t* src, uint8_t* alpha, int32_t width) {
 void dither_rows_c(float* scratch, int32_t, int32_t first, int32_t rows, int32_t width, uint8_t* dst,
                    ptrdiff_t dst_stride, const row_prefetch_t*, const lane_source_t*) {
     const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
-    for (int32_t y = 0; y < rows; ++y) dither_uyvy_row_c(scratch + row_floats * (first + y), width, dst + dst_stride * y);
+    for (int32_t y = 0; y < rows; ++y)
+        dither_uyvy_row_c(scratch + row_floats * (first + y), width, dst + dst_stride * y);
 }
 
 }  // namespace

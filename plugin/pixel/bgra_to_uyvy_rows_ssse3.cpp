@@ -11,8 +11,7 @@ namespace Drivers::Mac::ZAV::VirtualCamera {
 namespace {
 
 // Four pixels at a time for the largest multiple of 4, the reference for the rest.
-void bgra_to_yuv_row_ssse3(const uint8_t* src, float* slots, uint8_t* alpha, int32_t width,
-                           const colour_matrix_t& m) {
+void bgra_to_yuv_row_ssse3(const uint8_t* src, float* slots, uint8_t* alpha, int32_t width, const colour_matrix_t& m) {
     const colour_vectors_t<vec4_t> k(m);
     const int32_t vector_width = width > 0 ? width & ~3 : 0;
     for (int32_t x = 0; x < vector_width; x += 4) {
@@ -71,7 +70,9 @@ const bgra_to_uyvy_rows_t& ssse3_bgra_to_uyvy_rows() {
     return s_rows;
 }
 
-const bgra_to_uyvy_rows_t& select_bgra_to_uyvy_rows(const cpu_flags_t&) {
+const bgra_to_uyvy_rows_t& select_bgra_to_uyvy_rows(const cpu_flags_t& cpu) {
+    const bgra_to_uyvy_rows_t* avx2 = avx2_bgra_to_uyvy_rows();
+    if (cpu.m_avx2 && avx2) return *avx2;
     return ssse3_bgra_to_uyvy_rows();
 }
 
