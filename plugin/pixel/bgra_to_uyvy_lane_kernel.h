@@ -61,6 +61,8 @@ struct lanes_t {
     // null: the lane then takes every slot from its scratch row.
     const uint8_t* m_p_src_rows[k_lanes];
     const colour_vectors_t<V>* m_p_colour = nullptr;
+    // The same coefficients in four lanes, for the four pixels of one row at the row ends.
+    const colour_vectors_t<vec4_t>* m_p_colour4 = nullptr;
     const colour_matrix_t* m_p_matrix = nullptr;
     int32_t m_slots = 0;    // width + 3
     int32_t m_loaded = 0;   // cells below this index are in the ring
@@ -141,11 +143,30 @@ struct lanes_t {
         }
     }
 
-    // Cells [k, k + 4) of one vector's lanes, slot by slot: at the ends of the rows.
+    // Cells [k, k + 4) of one vector's lanes where the vector as a whole reaches past the ends
+    // of its rows: lane by lane, a lane whose four slots are image columns of its own source
+    // row converting them in one go, any other slot by slot.
     void load_vector_slots(int32_t v, int32_t k) {
-        for (int32_t kk = k; kk < k + 4; ++kk)
-            for (int32_t lane = V::k_lanes * v; lane < V::k_lanes * (v + 1); ++lane)
-                load_slot(lane, kk - k_cell_lag * lane, cell(kk) + lane);
+        for (int32_t lane = V::k_lanes * v; lane < V::k_lanes * (v + 1); ++lane) {
+            const int32_t s = k - k_cell_lag * lane;
+            if (m_p_src_rows[lane] && s >= 1 && s + 3 <= m_slots - 3) {
+                convert_lane4(lane, s, k);
+                continue;
+            }
+            for (int32_t i = 0; i < 4; ++i) load_slot(lane, s + i, cell(k + i) + lane);
+        }
+    }
+
+    // Image columns s - 1 to s + 2 of one lane's source row into cells [k, k + 4).
+    void convert_lane4(int32_t lane, int32_t s, int32_t k) {
+        const __m128i px =
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_p_src_rows[lane] + 4 * static_cast<ptrdiff_t>(s - 1)));
+        __m128 yuv[3];
+        yuv_of_bgra<vec4_t>(px, *m_p_colour4, yuv);
+        alignas(16) float out[3][4];
+        for (int c = 0; c < 3; ++c) _mm_store_ps(out[c], yuv[c]);
+        for (int32_t i = 0; i < 4; ++i)
+            for (int c = 0; c < 3; ++c) cell(k + i)[c * k_comp_floats + lane] = out[c][i];
     }
 
     // Twelve floats (four slots) of each of four rows transposed into four cells.
@@ -478,6 +499,7 @@ void dither_rows(float* scratch, int32_t ring_rows, int32_t first, int32_t rows,
     constexpr int32_t k_band = lanes_t<V>::k_lanes - 1;
     const colour_matrix_t* matrix = source ? source->m_p_matrix : nullptr;
     const colour_vectors_t<V> colour(matrix ? *matrix : *colour_matrix_for(709));
+    const colour_vectors_t<vec4_t> colour4(matrix ? *matrix : *colour_matrix_for(709));
     const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
     const int32_t pairs = width / 2 + (width & 1);
 
@@ -488,6 +510,7 @@ void dither_rows(float* scratch, int32_t ring_rows, int32_t first, int32_t rows,
         lanes.m_receiver = active;
         set_band_rows(lanes, scratch, row_floats, ring_rows, first + y, active, source);
         lanes.m_p_colour = &colour;
+        lanes.m_p_colour4 = &colour4;
         lanes.m_p_matrix = matrix;
         lanes.plan(width);
         // Only the last band fetches the caller's next rows: the earlier ones would evict them.
