@@ -88,12 +88,20 @@ const size_case_t k_sizes[] = {{2, 1, 0, false},      {2, 5, 3, false},   {4, 4,
                                {64, 10, 0, false},    {66, 17, 7, false}, {10, 8, 4, true},   {36, 5, 0, true},
                                {1920, 1080, 0, false}};
 // "1920x1080", "10x8_pad_4_flipped".
-std::string size_case_name(const ::testing::TestParamInfo<size_case_t>& info) {
-    const size_case_t& c = info.param;
+std::string describe(const size_case_t& c) {
     std::string name = std::to_string(c.width) + "x" + std::to_string(c.height);
     if (c.pad) name += "_pad_" + std::to_string(c.pad);
     if (c.flip) name += "_flipped";
     return name;
+}
+
+std::string size_case_name(const ::testing::TestParamInfo<size_case_t>& info) {
+    return describe(info.param);
+}
+
+// The case as the test lists print it: the same words, not a dump of its bytes.
+void PrintTo(const size_case_t& c, std::ostream* os) {
+    *os << describe(c);
 }
 INSTANTIATE_TEST_SUITE_P(sizes, even_width_matches_model_t, ::testing::ValuesIn(k_sizes), size_case_name);
 

@@ -265,8 +265,7 @@ std::string name_of(float v) {
 
 // "1920x1080_to_1280x720_src_aligned_dst_unaligned", with "_scale_1p1_0p9_offset_m3_5" for an
 // explicit mapping.
-std::string kernel_case_name(const testing::TestParamInfo<kernel_case_t>& info) {
-    const kernel_case_t& c = info.param;
+std::string describe(const kernel_case_t& c) {
     const size_case_t& s = c.m_size;
     std::string name = std::to_string(s.m_ws) + "x" + std::to_string(s.m_hs) + "_to_" + std::to_string(s.m_wd) + "x" +
                        std::to_string(s.m_hd);
@@ -276,6 +275,16 @@ std::string kernel_case_name(const testing::TestParamInfo<kernel_case_t>& info) 
         name += "_scale_" + name_of(c.m_scales[0]) + "_" + name_of(c.m_scales[1]) + "_offset_" +
                 name_of(c.m_offsets[0]) + "_" + name_of(c.m_offsets[1]);
     return name;
+}
+
+std::string kernel_case_name(const testing::TestParamInfo<kernel_case_t>& info) {
+    return describe(info.param);
+}
+
+// The case as the test lists print it: the same words, not a dump of its bytes (which would
+// hold padding and change between builds).
+void PrintTo(const kernel_case_t& c, std::ostream* os) {
+    *os << describe(c);
 }
 
 std::vector<kernel_case_t> with_alignments(const std::vector<size_case_t>& sizes) {
@@ -632,6 +641,11 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
                 offsets[2] = {(ws - wd) * 0.5f / wd, (lo - 0.5f) + 0.5f * ys};
     model_scale(src, out, mode, scales, offsets);
     return out;
+}
+
+// The case as the test lists print it: its name, not a dump of its bytes (which hold a pointer).
+void PrintTo(const fit_case_t& c, std::ostream* os) {
+    *os << c.m_name;
 }
 
 class fit_matches_model_t : public testing::TestWithParam<fit_case_t> {};
