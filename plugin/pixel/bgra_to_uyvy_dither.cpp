@@ -1,20 +1,18 @@
 #include "pixel/bgra_to_uyvy_dither.h"
 
 #include <climits>
+#include <cstddef>
 
 namespace Drivers::Mac::ZAV::VirtualCamera {
 
 namespace {
 
-constexpr float k_right = 0.4375f;        // 7/16
-constexpr float k_below_left = 0.1875f;   // 3/16
-constexpr float k_below = 0.3125f;        // 5/16
-constexpr float k_below_right = 0.0625f;  // 1/16
-
-// Quantisation: (v + 0.5) truncated toward zero, the low 8 bits stored, no clamping; the
-// error is measured against the stored byte. A value outside the 32-bit range can only come
-// from the uncleared guard slots of odd widths; it truncates to INT32_MIN, as the x86
-// instruction does, instead of being undefined behaviour.
+// Quantisation: (v + 0.5) truncated toward zero, the low 8 bits stored, no clamping: both
+// matrices keep every converted value inside 16 to 240 and the diffused error is below one
+// step, so a clamp would cost time in the hottest loop for nothing. The error is measured
+// against the stored byte, so that even a wrapped byte passes on what it really lost. A value outside the 32-bit range
+// can only come from the uncleared guard slots of odd widths; it truncates to INT32_MIN, as the x86 instruction does,
+// instead of being undefined behaviour.
 float quantise(float v, uint8_t* out) {
     const float t = v + 0.5f;
     const int32_t q = (t > -2147483648.0f && t < 2147483648.0f) ? static_cast<int32_t>(t) : INT32_MIN;
@@ -32,25 +30,26 @@ inline void spread(float& target, float e, float weight) {
 inline void dither_pair(float* cur, float* below, uint8_t* out) {
     // Chroma lives on the grid of pairs: its shares go to the first pixel of the neighbouring
     // pairs (slots 2 away) and are halved again when that pixel is averaged with its partner.
+    // The halving is kept on purpose: it damps chroma noise, and the bytes depend on it.
     for (int c = 1; c <= 2; ++c) {
         const float v = (cur[c] + cur[3 + c]) * 0.5f;
         const float e = quantise(v, out + 2 * (c - 1));
-        spread(cur[6 + c], e, k_right);
-        spread(below[-6 + c], e, k_below_left);
-        spread(below[c], e, k_below);
-        spread(below[6 + c], e, k_below_right);
+        spread(cur[6 + c], e, k_share_right);
+        spread(below[-6 + c], e, k_share_below_left);
+        spread(below[c], e, k_share_below);
+        spread(below[6 + c], e, k_share_below_right);
     }
     const float e0 = quantise(cur[0], out + 1);
-    spread(cur[3], e0, k_right);
-    spread(below[-3], e0, k_below_left);
-    spread(below[0], e0, k_below);
-    spread(below[3], e0, k_below_right);
+    spread(cur[3], e0, k_share_right);
+    spread(below[-3], e0, k_share_below_left);
+    spread(below[0], e0, k_share_below);
+    spread(below[3], e0, k_share_below_right);
     // Read after Y0's share has landed on it.
     const float e1 = quantise(cur[3], out + 3);
-    spread(cur[6], e1, k_right);
-    spread(below[0], e1, k_below_left);
-    spread(below[3], e1, k_below);
-    spread(below[6], e1, k_below_right);
+    spread(cur[6], e1, k_share_right);
+    spread(below[0], e1, k_share_below_left);
+    spread(below[3], e1, k_share_below);
+    spread(below[6], e1, k_share_below_right);
 }
 
 inline ptrdiff_t row_floats_for(int32_t width) {

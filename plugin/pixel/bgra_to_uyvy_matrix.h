@@ -1,5 +1,5 @@
-// Colour-matrix pass of the BGRA to UYVY converter: one source row into float Y, Cb, Cr slots
-// of the scratch plus the row's alpha bytes.
+// Colour matrices of the BGRA to UYVY converter and its reference colour row: one source row
+// into float Y, Cb, Cr slots of the scratch plus the row's alpha bytes.
 #pragma once
 
 #include <cstdint>
@@ -20,18 +20,5 @@ const colour_matrix_t* colour_matrix_for(uint32_t matrix);
 // offset with every product rounded on its own; the alpha byte is copied after the pixel was
 // read, so a source row and an alpha row may share memory.
 void bgra_to_yuv_row_c(const uint8_t* src, float* slots, uint8_t* alpha, int32_t count, const colour_matrix_t& m);
-
-// The same floats four pixels at a time; `count` must be a multiple of 4. The source and alpha
-// ranges must not overlap.
-void bgra_to_yuv_row_ssse3(const uint8_t* src, float* slots, uint8_t* alpha, int32_t count, const colour_matrix_t& m);
-
-// One image row: the vector form for the largest multiple of 4 pixels and the reference for the
-// rest, or the reference alone when the row is narrower than 4 pixels or the source row
-// overlaps the alpha row.
-void bgra_to_yuv_row(const uint8_t* src, float* slots, uint8_t* alpha, int32_t width, const colour_matrix_t& m);
-
-// Only the alpha bytes of one row: byte 3 of each source pixel into `alpha`. The two ranges
-// must not overlap.
-void copy_alpha_row(const uint8_t* src, uint8_t* alpha, int32_t width);
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

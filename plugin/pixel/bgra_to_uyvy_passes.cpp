@@ -3,18 +3,11 @@
 #include <algorithm>
 #include <new>
 
-#include "pixel/bgra_to_uyvy_dither.h"
 #include "pixel/bgra_to_uyvy_matrix.h"
 
 namespace Drivers::Mac::ZAV::VirtualCamera {
 
 namespace {
-
-// Rows dithered per band in the interleaved schedule: the rows that the packing kernel keeps in
-// flight, so that a band's rows and the row below it are converted just before it starts.
-constexpr int32_t k_band_rows_lanes = 15;
-// Scratch rows that the vector schedule recycles: a band and the row below it.
-constexpr int32_t k_ring_rows = k_band_rows_lanes + 1;
 
 struct byte_range_t {
     uintptr_t m_begin;
@@ -32,10 +25,120 @@ bool overlap(const byte_range_t& a, const byte_range_t& b) {
     return a.m_begin < b.m_end && b.m_begin < a.m_end;
 }
 
+// One conversion: its images, its matrix (null: the colour pass is skipped) and its scratch.
+struct conversion_t {
+    float* m_p_scratch;
+    const uint8_t* m_p_src;
+    int32_t m_src_stride;
+    uint8_t* m_p_dst;
+    int32_t m_dst_stride;
+    uint8_t* m_p_alpha;
+    int32_t m_alpha_stride;
+    int32_t m_width;
+    int32_t m_height;
+    const colour_matrix_t* m_p_matrix;
+
+    ptrdiff_t row_floats() const { return 3 * (static_cast<ptrdiff_t>(m_width) + 3); }
+    float* scratch_row(int32_t r) const { return m_p_scratch + row_floats() * r; }
+    const uint8_t* src_row(int32_t y) const { return m_p_src + static_cast<ptrdiff_t>(m_src_stride) * y; }
+    uint8_t* dst_row(int32_t y) const { return m_p_dst + static_cast<ptrdiff_t>(m_dst_stride) * y; }
+    uint8_t* alpha_row(int32_t y) const { return m_p_alpha + static_cast<ptrdiff_t>(m_alpha_stride) * y; }
+};
+
+enum class order_t {
+    // Every row converted, then every row dithered: the defining order.
+    convert_first,
+    // Rows converted just ahead of the dither, band by band, into a few recycled scratch rows.
+    interleaved,
+    // The same, with the dither converting the pixels itself as it loads them; only the alpha
+    // bytes are copied ahead, and the scratch carries the guard slots and the rows that the
+    // pass shares from one band to the next.
+    interleaved_in_kernel,
+};
+
+// The row functions and the order of one call, decided together in one place.
+struct plan_t {
+    const bgra_to_uyvy_rows_t* m_p_rows;
+    void (*m_p_colour_row)(const uint8_t*, float*, uint8_t*, int32_t, const colour_matrix_t&);
+    order_t m_order;
+};
+
+plan_t plan_passes(const conversion_t& c, const bgra_to_uyvy_rows_t& rows) {
+    const size_t w = static_cast<size_t>(c.m_width);
+    const byte_range_t src = image_range(c.m_p_src, c.m_src_stride, c.m_height, 4 * w);
+    const byte_range_t dst = image_range(c.m_p_dst, c.m_dst_stride, c.m_height, (w + 1) / 2 * 4);
+    const byte_range_t alpha = image_range(c.m_p_alpha, c.m_alpha_stride, c.m_height, w);
+    // The vector rows read several pixels before they write their alpha bytes: where the alpha
+    // plane shares bytes with the source, only the reference reads each pixel before the alpha
+    // byte that may overwrite it.
+    const bool alpha_over_src = overlap(src, alpha);
+    plan_t plan = {&rows, alpha_over_src ? reference_bgra_to_uyvy_rows().m_p_colour_row : rows.m_p_colour_row,
+                   order_t::convert_first};
+    if (rows.m_band_rows == 0) return plan;
+    // Converting just ahead of the packing pass changes when source rows are read and alpha
+    // rows written relative to the destination writes. That is only invisible when the
+    // destination shares no byte with the source or the alpha plane.
+    if (c.m_p_matrix && (overlap(dst, src) || overlap(dst, alpha))) return plan;
+    plan.m_order = c.m_p_matrix && !alpha_over_src ? order_t::interleaved_in_kernel : order_t::interleaved;
+    return plan;
+}
+
+void convert_then_dither(const conversion_t& c, const plan_t& plan) {
+    if (c.m_p_matrix)
+        for (int32_t y = 0; y < c.m_height; ++y)
+            plan.m_p_colour_row(c.src_row(y), c.scratch_row(y) + 3, c.alpha_row(y), c.m_width, *c.m_p_matrix);
+    plan.m_p_rows->m_p_dither_rows(c.m_p_scratch, c.m_height + 1, 0, c.m_height, c.m_width, c.m_p_dst, c.m_dst_stride,
+                                   nullptr, nullptr);
+}
+
+// Makes image row y (or the guard row, y == height) ready in its recycled scratch row. A
+// recycled row takes the guard slots (never converted, so still uncleared memory plus nothing
+// else) from the row that the image row owns, and the guard row is taken whole: the bytes are
+// those of the full scratch.
+void prepare_ring_row(const conversion_t& c, const plan_t& plan, int32_t ring_rows, int32_t y) {
+    const ptrdiff_t row_floats = c.row_floats();
+    float* own = c.scratch_row(y);
+    float* ring = c.scratch_row(y % ring_rows);
+    if (ring != own) {
+        if (y < c.m_height && c.m_p_matrix) {
+            std::copy(own, own + 3, ring);
+            std::copy(own + row_floats - 6, own + row_floats, ring + row_floats - 6);
+        } else {
+            std::copy(own, own + row_floats, ring);
+        }
+    }
+    if (y >= c.m_height || !c.m_p_matrix) return;
+    if (plan.m_order == order_t::interleaved_in_kernel)
+        plan.m_p_rows->m_p_alpha_row(c.src_row(y), c.alpha_row(y), c.m_width);
+    else
+        plan.m_p_colour_row(c.src_row(y), ring + 3, c.alpha_row(y), c.m_width, *c.m_p_matrix);
+}
+
+// Band by band: the band's rows and the row below it are prepared, then dithered while the
+// source rows of the next band are fetched. The converted rows only live until their band is
+// dithered, so the first band + 1 scratch rows are recycled and stay in cache.
+void convert_and_dither_in_bands(const conversion_t& c, const plan_t& plan) {
+    const int32_t band_rows = plan.m_p_rows->m_band_rows;
+    const int32_t ring_rows = static_cast<int32_t>(std::min<int64_t>(int64_t(c.m_height) + 1, band_rows + 1));
+    const lane_source_t source = {c.m_p_src, c.m_src_stride, c.m_height, c.m_p_matrix};
+    const size_t row_bytes = 4 * static_cast<size_t>(c.m_width);
+    int32_t prepared = 0;
+    for (int32_t y = 0; y < c.m_height; y += band_rows) {
+        const int32_t band = std::min(band_rows, c.m_height - y);
+        for (; prepared <= y + band; ++prepared) prepare_ring_row(c, plan, ring_rows, prepared);
+        const int32_t next_rows = c.m_p_matrix ? std::min(band_rows, c.m_height - prepared) : 0;
+        const row_prefetch_t next = {c.src_row(std::min(prepared, c.m_height - 1)), c.m_src_stride,
+                                     std::max(next_rows, 0), row_bytes};
+        plan.m_p_rows->m_p_dither_rows(c.m_p_scratch, ring_rows, y, band, c.m_width, c.dst_row(y), c.m_dst_stride,
+                                       &next, plan.m_order == order_t::interleaved_in_kernel ? &source : nullptr);
+    }
+}
+
 }  // namespace
 
 size_t bgra_to_uyvy_scratch_floats(int32_t width, int32_t height) {
-    // Wrapping 32-bit product, then widened: the count the converter has always requested.
+    // Wrapping 32-bit product, then widened: the count the converter has always requested, so
+    // that an oversized image fails the same way (std::bad_alloc) and not in a new way.
     const uint32_t wrapped = (static_cast<uint32_t>(height) + 1u) * (static_cast<uint32_t>(width) + 3u);
     const int64_t slots = static_cast<int32_t>(wrapped);
     if (slots < 0) throw std::bad_alloc();
@@ -46,87 +149,15 @@ size_t bgra_to_uyvy_scratch_floats(int32_t width, int32_t height) {
 
 void bgra_to_uyvy_run_passes(float* scratch, const uint8_t* src, int32_t src_stride, uint8_t* dst, int32_t dst_stride,
                              uint8_t* alpha, int32_t alpha_stride, int32_t width, int32_t height, uint32_t matrix,
-                             bgra_to_uyvy_schedule_t schedule) {
+                             const bgra_to_uyvy_rows_t& rows) {
     if (width < 1 || height < 1) return;
-    const colour_matrix_t* m = colour_matrix_for(matrix);
-    const ptrdiff_t row_floats = 3 * (static_cast<ptrdiff_t>(width) + 3);
-
-    // Converts image row y into the scratch row at `row` (slot 1 is image column 0).
-    auto convert_row_into = [&](int32_t y, float* row, bool vector) {
-        if (!m) return;
-        const uint8_t* s = src + static_cast<ptrdiff_t>(src_stride) * y;
-        float* slots = row + 3;
-        uint8_t* a = alpha + static_cast<ptrdiff_t>(alpha_stride) * y;
-        if (vector)
-            bgra_to_yuv_row(s, slots, a, width, *m);
-        else
-            bgra_to_yuv_row_c(s, slots, a, width, *m);
-    };
-    auto convert_row = [&](int32_t y, bool vector) { convert_row_into(y, scratch + row_floats * y, vector); };
-
-    if (schedule == bgra_to_uyvy_schedule_t::reference) {
-        for (int32_t y = 0; y < height; ++y) convert_row(y, false);
-        for (int32_t y = 0; y < height; ++y)
-            dither_uyvy_row_c(scratch + row_floats * y, width, dst + static_cast<ptrdiff_t>(dst_stride) * y);
-        return;
-    }
-
-    // Converting just ahead of the packing pass changes when source rows are read and alpha
-    // rows written relative to the destination writes. That is only invisible when the
-    // destination shares no byte with the source or the alpha plane; otherwise every row is
-    // converted first, as in the defining order.
-    const size_t w = static_cast<size_t>(width);
-    const byte_range_t dst_range = image_range(dst, dst_stride, height, (w + 1) / 2 * 4);
-    const bool interleave = !m || (!overlap(dst_range, image_range(src, src_stride, height, 4 * w)) &&
-                                   !overlap(dst_range, image_range(alpha, alpha_stride, height, w)));
-    if (!interleave) {
-        for (int32_t y = 0; y < height; ++y) convert_row(y, true);
-        dither_uyvy_rows_lanes(scratch, height + 1, 0, height, width, dst, dst_stride);
-        return;
-    }
-
-    // Interleaved, the converted rows only live until their band is dithered, so the first
-    // k_ring_rows scratch rows are recycled and stay in cache. A recycled row takes the guard
-    // slots (never converted, so still uncleared memory plus nothing else) from the row that the
-    // image row owns, and the guard row is taken whole: the bytes are those of the full scratch.
-    const int32_t ring_rows = static_cast<int32_t>(std::min<int64_t>(int64_t(height) + 1, k_ring_rows));
-    // When the alpha plane shares no byte with the source, the kernel converts the pixels itself
-    // as it loads them (the rows are only read, and the alpha bytes are copied here, row by
-    // row): the scratch then carries only the guard slots and the rows that pass shares from
-    // one band to the next.
-    const bool kernel_converts =
-        m && !overlap(image_range(src, src_stride, height, 4 * w), image_range(alpha, alpha_stride, height, w));
-    const lane_source_t source = {src, src_stride, height, m};
-    auto prepare_row = [&](int32_t y) {
-        float* own = scratch + row_floats * y;
-        float* ring = scratch + row_floats * (y % ring_rows);
-        if (ring != own) {
-            if (y < height && m) {
-                std::copy(own, own + 3, ring);
-                std::copy(own + row_floats - 6, own + row_floats, ring + row_floats - 6);
-            } else {
-                std::copy(own, own + row_floats, ring);
-            }
-        }
-        if (y >= height) return;
-        if (kernel_converts)
-            copy_alpha_row(src + static_cast<ptrdiff_t>(src_stride) * y,
-                           alpha + static_cast<ptrdiff_t>(alpha_stride) * y, width);
-        else
-            convert_row_into(y, ring, true);
-    };
-    int32_t prepared = 0;
-    for (int32_t y = 0; y < height; y += k_band_rows_lanes) {
-        const int32_t band = std::min(k_band_rows_lanes, height - y);
-        // The band's rows and the row below it (the guard row after the last band).
-        for (; prepared <= y + band; ++prepared) prepare_row(prepared);
-        // The source rows that the next band converts, fetched while this band is dithered.
-        const int32_t next_rows = m ? std::min(k_band_rows_lanes, height - prepared) : 0;
-        const row_prefetch_t next = {src + static_cast<ptrdiff_t>(src_stride) * std::min(prepared, height - 1),
-                                     src_stride, std::max(next_rows, 0), 4 * w};
-        dither_uyvy_rows_lanes(scratch, ring_rows, y, band, width, dst + static_cast<ptrdiff_t>(dst_stride) * y,
-                               dst_stride, &next, kernel_converts ? &source : nullptr);
-    }
+    const conversion_t c = {scratch, src,          src_stride, dst,    dst_stride,
+                            alpha,   alpha_stride, width,      height, colour_matrix_for(matrix)};
+    const plan_t plan = plan_passes(c, rows);
+    if (plan.m_order == order_t::convert_first)
+        convert_then_dither(c, plan);
+    else
+        convert_and_dither_in_bands(c, plan);
 }
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

@@ -12,7 +12,7 @@ void convert_bgra_to_uyvy_alpha(const uint8_t* src, int32_t src_stride, uint8_t*
     // of an even-width image is converted before it is read.
     const std::unique_ptr<float[]> scratch(new float[bgra_to_uyvy_scratch_floats(width, height)]);
     bgra_to_uyvy_run_passes(scratch.get(), src, src_stride, dst, dst_stride, alpha, alpha_stride, width, height, matrix,
-                            bgra_to_uyvy_schedule_t::fast);
+                            select_bgra_to_uyvy_rows(cpu_flags_at_load()));
 }
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

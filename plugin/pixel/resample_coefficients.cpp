@@ -24,12 +24,12 @@ bool axis_is_remapped(const axis_mapping_t& mapping, uint32_t src_size, uint32_t
     return !(same_offset && same_scale);
 }
 
-int32_t to_fixed_16_16(float v) {
-    const float f = v * 65536.0f;
-    if (!(f == f)) return 0;
-    if (f >= 2147483647.0f) return INT32_MAX;
-    if (f <= -2147483648.0f) return INT32_MIN;
-    return static_cast<int32_t>(f);
+int32_t truncate_saturated(float t) {
+    // 2147483647.0f rounds to 2^31, the first value past the range.
+    if (t >= 2147483647.0f) return INT32_MAX;
+    if (t <= -2147483648.0f) return INT32_MIN;
+    if (t == t) return static_cast<int32_t>(t);
+    return 0;
 }
 
 namespace {

@@ -15,16 +15,8 @@ using namespace resample;
 
 namespace {
 
-// t truncated toward zero to 32 bits, saturated (NaN gives 0) so that odd aspect values
-// cannot make the conversion undefined.
-int32_t truncate_saturated(float t) {
-    if (t >= 2147483647.0f) return INT32_MAX;
-    if (t <= -2147483648.0f) return INT32_MIN;
-    if (t == t) return static_cast<int32_t>(t);
-    return 0;
-}
-
-// v + bias truncated toward zero, then made even (lowest bit cleared; -3 becomes -4).
+// v + bias truncated toward zero, then made even (lowest bit cleared; -3 becomes -4), so that
+// a region never starts or ends inside a pixel pair.
 int32_t even(float v, float bias) {
     return truncate_saturated(v + bias) & ~1;
 }
@@ -173,6 +165,9 @@ void resample_uyvy_aspect_fit(const uint8_t* src, uint32_t src_row_bytes, uint32
             // Pillarbox: the picture keeps its height and gets black bars left and right.
             const uint32_t left = clamp_to(even(((b - a) * wd) / (2.0f * b), 0.5f), dst_width);
             const uint32_t right = clamp_to(even(((a + b) * wd) / (2.0f * b), 1.5f), dst_width);
+            // No bar at all when the left one rounds to 0, even if the right one would not: the
+            // strip keeps the destination's bytes. Kept deliberately: the output must stay byte
+            // for byte what this camera has always sent, so this rounding is not corrected.
             if (left > 0) {
                 if (uint64_t{dst_row_bytes} < 2ull * dst_width) return;
                 paint_black(d, 0, left);
@@ -202,7 +197,8 @@ void resample_uyvy_aspect_fit(const uint8_t* src, uint32_t src_row_bytes, uint32
     }
 
     // Wide source: a vertical source range centred on the picture, its rows outside the
-    // picture repeating the edge rows; horizontally the default stretch.
+    // picture repeating the edge rows; horizontally the default stretch. No bars are painted:
+    // the repeated edge rows are part of the bytes this camera has always sent, so they stay.
     const float p = ws * (1.0f / b - 1.0f / a) / (2.0f / b);
     const float q = ws * (1.0f / b + 1.0f / a) / (2.0f / b);
     float top = 0.0f;

@@ -21,8 +21,14 @@ axis_mapping_t default_axis_mapping(uint32_t src_size, uint32_t dst_size);
 // True unless the mapping is, within 0.1, the default one of the axis.
 bool axis_is_remapped(const axis_mapping_t& mapping, uint32_t src_size, uint32_t dst_size);
 
-// v * 65536 truncated toward zero, saturated to the 32-bit range (NaN gives 0).
-int32_t to_fixed_16_16(float v);
+// t truncated toward zero to 32 bits, saturated to the 32-bit range (NaN gives 0), so that
+// odd mapping or aspect values cannot make the conversion undefined.
+int32_t truncate_saturated(float t);
+
+// v * 65536 truncated toward zero, saturated as above.
+inline int32_t to_fixed_16_16(float v) {
+    return truncate_saturated(v * 65536.0f);
+}
 
 // One group of 16 destination bytes of the horizontal pass (8 pixels, 4 pixel pairs).
 // m_weights holds (64 - f, f) for each destination byte, ready for a byte multiply-add.

@@ -6,7 +6,9 @@ namespace Drivers::Mac::ZAV::VirtualCamera::resample {
 
 namespace {
 
-// Truncating 6-bit blend: the pair of weights sums to 64 and no rounding bias is added.
+// Truncating 6-bit blend: the pair of weights sums to 64 and no rounding bias is added. The
+// vector rows get the same bytes from one byte multiply-add and a shift, and adding a bias
+// would cost an instruction per vector to shift every output by half a step.
 inline uint8_t blend6(uint32_t a, uint32_t b, uint32_t f) {
     return static_cast<uint8_t>((a * (64 - f) + b * f) >> 6);
 }
@@ -106,16 +108,18 @@ void two_thirds_horizontal_ref(const uint8_t* src, uint32_t src_bytes, uint8_t* 
 }  // namespace
 
 const row_functions_t& reference_row_functions() {
-    static const row_functions_t s_rows = {blend_rows_ref,
-                                           blend_rows_ref,
-                                           horizontal_ref,
-                                           halve_ref,
-                                           two_thirds_vertical_ref,
-                                           two_thirds_horizontal_ref,
-                                           two_thirds_vertical_pair_ref,
-                                           blend_horizontal_ref,
-                                           blend_pair_ref,
-                                           horizontal_rows_ref};
+    static const row_functions_t s_rows = {
+        /* m_p_blend_to_buffer = */ blend_rows_ref,
+        /* m_p_blend_to_destination = */ blend_rows_ref,
+        /* m_p_horizontal = */ horizontal_ref,
+        /* m_p_halve = */ halve_ref,
+        /* m_p_two_thirds_vertical = */ two_thirds_vertical_ref,
+        /* m_p_two_thirds_horizontal = */ two_thirds_horizontal_ref,
+        /* m_p_two_thirds_vertical_pair = */ two_thirds_vertical_pair_ref,
+        /* m_p_blend_horizontal = */ blend_horizontal_ref,
+        /* m_p_blend_pair_to_buffers = */ blend_pair_ref,
+        /* m_p_horizontal_rows = */ horizontal_rows_ref,
+    };
     return s_rows;
 }
 

@@ -372,10 +372,17 @@ void two_thirds_horizontal(const uint8_t* src, uint32_t src_bytes, uint8_t* dst,
 
 template <bool src_aligned, bool dst_aligned>
 const row_functions_t s_rows = {
-    blend_rows<src_aligned, true>,         blend_rows<src_aligned, dst_aligned>, horizontal<dst_aligned>,
-    halve<src_aligned, dst_aligned>,       two_thirds_vertical<src_aligned>,     two_thirds_horizontal<dst_aligned>,
-    two_thirds_vertical_pair<src_aligned>, blend_horizontal<dst_aligned>,        blend_pair<src_aligned>,
-    horizontal_rows<dst_aligned>};
+    /* m_p_blend_to_buffer = */ blend_rows<src_aligned, true>,
+    /* m_p_blend_to_destination = */ blend_rows<src_aligned, dst_aligned>,
+    /* m_p_horizontal = */ horizontal<dst_aligned>,
+    /* m_p_halve = */ halve<src_aligned, dst_aligned>,
+    /* m_p_two_thirds_vertical = */ two_thirds_vertical<src_aligned>,
+    /* m_p_two_thirds_horizontal = */ two_thirds_horizontal<dst_aligned>,
+    /* m_p_two_thirds_vertical_pair = */ two_thirds_vertical_pair<src_aligned>,
+    /* m_p_blend_horizontal = */ blend_horizontal<dst_aligned>,
+    /* m_p_blend_pair_to_buffers = */ blend_pair<src_aligned>,
+    /* m_p_horizontal_rows = */ horizontal_rows<dst_aligned>,
+};
 
 }  // namespace
 

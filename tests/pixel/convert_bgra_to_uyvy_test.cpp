@@ -1,7 +1,7 @@
 // The BGRA to UYVY converter: the public conversion against the independent model, the worked
-// examples of the format and its boundaries; its fast kernels against the reference row
-// functions (the vector colour row, and the fast schedule, rows converted just ahead and several
-// dithered in flight, against the row-by-row order over scratch contents the tests choose).
+// examples of the format and its boundaries; its vector row sets against the reference set (the
+// colour and alpha rows, and the passes with rows converted just ahead and several dithered in
+// flight, against the row-by-row order over scratch contents the tests choose).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,12 +9,14 @@
 #include <limits>
 #include <new>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "bgra_to_uyvy_model.h"
 #include "guarded_image.h"
 #include "pixel/bgra_to_uyvy_matrix.h"
 #include "pixel/bgra_to_uyvy_passes.h"
+#include "pixel/bgra_to_uyvy_rows.h"
 #include "pixel/convert_bgra_to_uyvy_alpha.h"
 #include "pixel/cpu_features.h"
 
@@ -40,15 +42,15 @@ struct conversion_t {
         m_src.fill_rows_random(rng);
     }
 
-    // Through the public entry, or one schedule of the passes over the given scratch.
-    void run(uint32_t matrix, std::vector<float>* scratch = nullptr, bgra_to_uyvy_schedule_t schedule = {}) {
+    // Through the public entry, or the passes with one row set over the given scratch.
+    void run(uint32_t matrix, std::vector<float>* scratch = nullptr, const bgra_to_uyvy_rows_t* rows = nullptr) {
         if (!scratch)
             return convert_bgra_to_uyvy_alpha(m_src.row(0), int32_t(m_src.stride()), m_dst.row(0),
                                               int32_t(m_dst.stride()), m_alpha.row(0), int32_t(m_alpha.stride()),
                                               m_width, m_height, matrix);
         bgra_to_uyvy_run_passes(scratch->data(), m_src.row(0), int32_t(m_src.stride()), m_dst.row(0),
                                 int32_t(m_dst.stride()), m_alpha.row(0), int32_t(m_alpha.stride()), m_width, m_height,
-                                matrix, schedule);
+                                matrix, *rows);
     }
 
     // Both outputs equal the model's (run on a cleared scratch), and nothing was written outside the rows.
@@ -70,7 +72,7 @@ class even_width_matches_model_t : public ::testing::TestWithParam<size_case_t> 
 
 // Even widths read no uncleared scratch, so every byte is defined and must equal the model's.
 // (Odd widths are checked on a cleared scratch, where they are defined, with the schedules.)
-TEST_P(even_width_matches_model_t, every_byte_and_no_write_outside_rows) {
+TEST_P(even_width_matches_model_t, writes_exactly_the_model_bytes) {
     const size_case_t c = GetParam();
     for (uint32_t matrix : {709u, 601u}) {
         SCOPED_TRACE(matrix);
@@ -85,7 +87,23 @@ const size_case_t k_sizes[] = {{2, 1, 0, false},      {2, 5, 3, false},   {4, 4,
                                {30, 11, 0, false},    {32, 4, 64, false}, {34, 13, 5, false}, {62, 3, 0, false},
                                {64, 10, 0, false},    {66, 17, 7, false}, {10, 8, 4, true},   {36, 5, 0, true},
                                {1920, 1080, 0, false}};
-INSTANTIATE_TEST_SUITE_P(sizes, even_width_matches_model_t, ::testing::ValuesIn(k_sizes));
+// "1920x1080", "10x8_pad_4_flipped".
+std::string describe(const size_case_t& c) {
+    std::string name = std::to_string(c.width) + "x" + std::to_string(c.height);
+    if (c.pad) name += "_pad_" + std::to_string(c.pad);
+    if (c.flip) name += "_flipped";
+    return name;
+}
+
+std::string size_case_name(const ::testing::TestParamInfo<size_case_t>& info) {
+    return describe(info.param);
+}
+
+// The case as the test lists print it: the same words, not a dump of its bytes.
+void PrintTo(const size_case_t& c, std::ostream* os) {
+    *os << describe(c);
+}
+INSTANTIATE_TEST_SUITE_P(sizes, even_width_matches_model_t, ::testing::ValuesIn(k_sizes), size_case_name);
 
 // A uniform image: the bytes dither around the exact value, so over a large area their mean
 // is that value and their range is narrow.
@@ -132,31 +150,53 @@ TEST(convert_bgra_to_uyvy, uniform_colours_dither_around_their_value) {
     }
 }
 
-// The scratch size, formed in wrapping 32-bit arithmetic; refusals write nothing.
-TEST(convert_bgra_to_uyvy, scratch_size_and_refusals) {
-    EXPECT_EQ(colour_matrix_for(600), nullptr);
-    EXPECT_EQ(colour_matrix_for(0), nullptr);
+// The scratch size, formed in wrapping 32-bit arithmetic.
+TEST(bgra_to_uyvy_scratch_floats, is_the_slot_count_of_the_wrapping_32_bit_product) {
     EXPECT_EQ(bgra_to_uyvy_scratch_floats(1920, 1080), size_t(1081) * 1923 * 3);
     EXPECT_EQ(bgra_to_uyvy_scratch_floats(1, 1), size_t(2) * 4 * 3);
     EXPECT_EQ(bgra_to_uyvy_scratch_floats(5, 0), size_t(8) * 3);
     EXPECT_EQ(bgra_to_uyvy_scratch_floats(5, -1), size_t(0));
-    EXPECT_THROW(bgra_to_uyvy_scratch_floats(5, -2), std::bad_alloc);
     // Wraps past 2^32 back to a small positive count: the request the 32-bit product makes.
     EXPECT_EQ(bgra_to_uyvy_scratch_floats(65533, 65536), size_t(65536) * 3);
+}
 
-    guarded_image_t src(4, 64, 64), dst(4, 64, 64), alpha(4, 64, 64);
-    const auto convert = [&](int w, int h, uint32_t matrix) {
-        convert_bgra_to_uyvy_alpha(src.row(0), 64, dst.row(0), 64, alpha.row(0), 64, w, h, matrix);
-    };
-    // Empty sizes write nothing.
-    const int empty[][2] = {{0, 4}, {-3, 4}, {4, 0}, {4, -1}, {0, 0}};
-    for (const auto& d : empty) convert(d[0], d[1], 709);
-    // An impossible scratch size throws before writing: (49999 + 1) * (49997 + 3) slots wraps
-    // negative in 32-bit arithmetic, and a height below -1 makes a negative count.
-    EXPECT_THROW(convert(49997, 49999, 709), std::bad_alloc);
-    EXPECT_THROW(convert(4, -5, 709), std::bad_alloc);
-    EXPECT_TRUE(dst.untouched() && alpha.untouched());
-    // An unknown matrix leaves alpha alone and stays inside the rows.
+TEST(bgra_to_uyvy_scratch_floats, negative_count_throws) {
+    EXPECT_THROW(bgra_to_uyvy_scratch_floats(5, -2), std::bad_alloc);
+}
+
+TEST(colour_matrix_for, names_only_601_and_709) {
+    EXPECT_NE(colour_matrix_for(601), nullptr);
+    EXPECT_NE(colour_matrix_for(709), nullptr);
+    EXPECT_EQ(colour_matrix_for(600), nullptr);
+    EXPECT_EQ(colour_matrix_for(0), nullptr);
+}
+
+// Images of 4 rows of 64 bytes, each between guard bytes.
+struct refusal_images_t {
+    guarded_image_t m_src{4, 64, 64}, m_dst{4, 64, 64}, m_alpha{4, 64, 64};
+
+    void convert(int width, int height, uint32_t matrix) {
+        convert_bgra_to_uyvy_alpha(m_src.row(0), 64, m_dst.row(0), 64, m_alpha.row(0), 64, width, height, matrix);
+    }
+};
+
+TEST(convert_bgra_to_uyvy, empty_sizes_write_nothing) {
+    const struct { int width, height; } empty[] = {{0, 4}, {-3, 4}, {4, 0}, {4, -1}, {0, 0}};
+    refusal_images_t images;
+    for (const auto& size : empty) images.convert(size.width, size.height, 709);
+    EXPECT_TRUE(images.m_dst.untouched() && images.m_alpha.untouched());
+}
+
+// (49999 + 1) * (49997 + 3) slots wraps negative in 32-bit arithmetic, and a height below -1
+// makes a negative count.
+TEST(convert_bgra_to_uyvy, impossible_scratch_size_throws_before_writing) {
+    refusal_images_t images;
+    EXPECT_THROW(images.convert(49997, 49999, 709), std::bad_alloc);
+    EXPECT_THROW(images.convert(4, -5, 709), std::bad_alloc);
+    EXPECT_TRUE(images.m_dst.untouched() && images.m_alpha.untouched());
+}
+
+TEST(convert_bgra_to_uyvy, unknown_matrix_leaves_alpha_alone_inside_the_rows) {
     for (uint32_t matrix : {0u, 600u, 710u}) {
         conversion_t conv(8, 4, 4, false, matrix);
         conv.run(matrix);
@@ -165,9 +205,8 @@ TEST(convert_bgra_to_uyvy, scratch_size_and_refusals) {
 }
 
 // Shared memory: an alpha row over its source row (each pixel is read before its alpha byte
-// lands, left to right), and UYVY rows over the BGRA rows they came from (every source row is
-// read before it is overwritten) give the bytes of the plain in-order loop.
-TEST(convert_bgra_to_uyvy, alpha_over_the_source_and_conversion_in_place) {
+// lands, left to right) gives the bytes of the plain in-order loop.
+TEST(convert_bgra_to_uyvy, alpha_over_the_source_gives_the_in_order_bytes) {
     for (int width : {4, 8, 14, 32})
         for (ptrdiff_t alpha_offset : {ptrdiff_t(0), ptrdiff_t(1), ptrdiff_t(width)}) {
             SCOPED_TRACE(testing::Message() << "width " << width << " offset " << alpha_offset);
@@ -186,6 +225,11 @@ TEST(convert_bgra_to_uyvy, alpha_over_the_source_and_conversion_in_place) {
             EXPECT_EQ(image, expected_image);
             EXPECT_EQ(dst.rows_bytes(), expected_dst);
         }
+}
+
+// UYVY rows over the BGRA rows they came from: every source row is read before it is
+// overwritten, as in the plain in-order loop.
+TEST(convert_bgra_to_uyvy, conversion_in_place_gives_the_in_order_bytes) {
     for (int dst_stride_factor : {4, 2}) {
         SCOPED_TRACE(dst_stride_factor);
         const int width = 24, height = 10, dst_stride = dst_stride_factor * width;
@@ -211,69 +255,163 @@ TEST(cpu_features, flags_match_the_processor) {
     __builtin_cpu_init();
     EXPECT_EQ(g_cpu_has_ssse3, __builtin_cpu_supports("ssse3") != 0);
     EXPECT_EQ(g_cpu_has_sse41, __builtin_cpu_supports("sse4.1") != 0);
+    // The compiler's query also checks that the operating system saves the wide registers.
+    EXPECT_EQ(g_cpu_has_avx2, __builtin_cpu_supports("avx2") != 0);
     EXPECT_TRUE(g_cpu_has_ssse3);  // the kernels are built for SSSE3; a processor that runs these tests has it
 #else
-    EXPECT_FALSE(g_cpu_has_ssse3 || g_cpu_has_sse41);
+    EXPECT_FALSE(g_cpu_has_ssse3 || g_cpu_has_sse41 || g_cpu_has_avx2);
+#endif
+    EXPECT_EQ(cpu_flags_at_load().m_avx2, g_cpu_has_avx2);
+}
+
+// The selection point: AVX2 only when the flags say so and the set is built; the baseline
+// otherwise, which is how the tests force it on any machine.
+TEST(select_bgra_to_uyvy_rows, without_avx2_picks_the_ssse3_baseline) {
+    cpu_flags_t flags = cpu_flags_at_load();
+    flags.m_avx2 = false;
+    EXPECT_EQ(&select_bgra_to_uyvy_rows(flags), &ssse3_bgra_to_uyvy_rows());
+}
+
+TEST(select_bgra_to_uyvy_rows, with_avx2_picks_the_avx2_set_where_it_is_built) {
+    cpu_flags_t flags;
+    flags.m_ssse3 = flags.m_avx2 = true;
+    const bgra_to_uyvy_rows_t* avx2 = avx2_bgra_to_uyvy_rows();
+    EXPECT_EQ(&select_bgra_to_uyvy_rows(flags), avx2 ? avx2 : &ssse3_bgra_to_uyvy_rows());
+#if defined(__x86_64__) && !defined(ZAV_PIXEL_FORCE_SIMDE)
+    EXPECT_NE(avx2, nullptr);
 #endif
 }
 
-// Widths 1 to 41 of random pixels, then 768 pixels that hold every value of every channel in
-// all four lane positions; slots of one pixel more on each side show that nothing is written
-// past the row.
-TEST(bgra_to_yuv_row, vector_form_gives_the_reference_floats) {
-    for (uint32_t matrix : {709u, 601u}) {
-        const colour_matrix_t& m = *colour_matrix_for(matrix);
-        for (int width = 1; width <= 768; width += width == 41 ? 727 : 1) {
-            SCOPED_TRACE(testing::Message() << "width " << width << " matrix " << matrix);
-            std::mt19937 rng(uint32_t(width + matrix));
-            std::vector<uint8_t> src(4 * size_t(width)), ref_alpha(size_t(width) + 2, 0xA5), vec_alpha = ref_alpha;
-            for (int i = 0; i < width; ++i) {
-                const uint8_t v = uint8_t(i), c[4] = {uint8_t(255 - v), uint8_t(v / 2), uint8_t(v ^ 0x5a), v};
-                for (int k = 0; k < 4; ++k) src[4 * i + k] = width < 768 ? uint8_t(rng()) : i / 256 == k ? v : c[k];
-            }
-            std::vector<float> ref(3 * size_t(width + 2), -7.0f), vec = ref;
-            bgra_to_yuv_row_c(src.data(), ref.data() + 3, ref_alpha.data() + 1, width, m);
-            (width < 768 ? bgra_to_yuv_row : bgra_to_yuv_row_ssse3)(src.data(), vec.data() + 3, vec_alpha.data() + 1,
-                                                                    width, m);
-            EXPECT_EQ(std::memcmp(ref.data(), vec.data(), ref.size() * sizeof(float)), 0);  // bit for bit
-            EXPECT_EQ(ref_alpha, vec_alpha);
-            EXPECT_TRUE(vec.front() == -7.0f && vec.back() == -7.0f && vec_alpha.back() == 0xA5);
+// The vector row sets that this processor can run, with their names for the traces.
+struct row_set_t {
+    const char* m_p_name;
+    const bgra_to_uyvy_rows_t* m_p_rows;
+};
+
+std::vector<row_set_t> vector_row_sets() {
+    std::vector<row_set_t> sets = {{"ssse3", &ssse3_bgra_to_uyvy_rows()}};
+    if (avx2_bgra_to_uyvy_rows() && cpu_flags_at_load().m_avx2) sets.push_back({"avx2", avx2_bgra_to_uyvy_rows()});
+    return sets;
+}
+
+// Pixels for the colour row: random bytes, or (every_value) 768 pixels that hold every value of
+// every channel in all four lane positions.
+std::vector<uint8_t> colour_row_pixels(int width, bool every_value, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::vector<uint8_t> src(4 * size_t(width));
+    for (int i = 0; i < width; ++i) {
+        const uint8_t v = uint8_t(i);
+        const uint8_t others[4] = {uint8_t(255 - v), uint8_t(v / 2), uint8_t(v ^ 0x5a), v};
+        for (int k = 0; k < 4; ++k) {
+            if (!every_value)
+                src[4 * i + k] = uint8_t(rng());
+            else
+                src[4 * i + k] = i / 256 == k ? v : others[k];
         }
+    }
+    return src;
+}
+
+// Slots of one pixel more on each side show that nothing is written past the row.
+void expect_colour_row_matches_reference(const row_set_t& set, int width, bool every_value) {
+    for (uint32_t matrix : {709u, 601u}) {
+        SCOPED_TRACE(testing::Message() << set.m_p_name << " width " << width << " matrix " << matrix);
+        const colour_matrix_t& m = *colour_matrix_for(matrix);
+        const std::vector<uint8_t> src = colour_row_pixels(width, every_value, uint32_t(width + matrix));
+        std::vector<uint8_t> ref_alpha(size_t(width) + 2, 0xA5), vec_alpha = ref_alpha;
+        std::vector<float> ref(3 * size_t(width + 2), -7.0f), vec = ref;
+        bgra_to_yuv_row_c(src.data(), ref.data() + 3, ref_alpha.data() + 1, width, m);
+        set.m_p_rows->m_p_colour_row(src.data(), vec.data() + 3, vec_alpha.data() + 1, width, m);
+        EXPECT_EQ(std::memcmp(ref.data(), vec.data(), ref.size() * sizeof(float)), 0);  // bit for bit
+        EXPECT_EQ(ref_alpha, vec_alpha);
+        EXPECT_TRUE(vec.front() == -7.0f && vec.back() == -7.0f && vec_alpha.back() == 0xA5);
     }
 }
 
-// Runs every schedule over copies of one scratch: the faster ones must give the bytes of the
-// row-by-row one, and on a cleared scratch (odd widths then defined too) those of the model.
-void compare_schedules(int width, int height, int pad, uint32_t matrix, const std::vector<float>* contents) {
-    SCOPED_TRACE(testing::Message() << width << "x" << height << " matrix " << matrix);
-    std::vector<uint8_t> ref_dst, ref_alpha;
-    for (auto schedule : {bgra_to_uyvy_schedule_t::reference, bgra_to_uyvy_schedule_t::fast}) {
-        SCOPED_TRACE(int(schedule));
-        conversion_t conv(width, height, pad, false, uint32_t(width * 64 + height));
-        std::vector<float> scratch =
-            contents ? *contents : std::vector<float>(bgra_to_uyvy_scratch_floats(width, height), 0.0f);
-        conv.run(matrix, &scratch, schedule);
-        if (schedule == bgra_to_uyvy_schedule_t::reference) {
-            ref_dst = conv.m_dst.rows_bytes(), ref_alpha = conv.m_alpha.rows_bytes();
-            if (!contents) conv.expect_model(matrix);
+TEST(bgra_to_yuv_row, vector_rows_give_the_reference_floats_at_narrow_widths) {
+    // Below one vector, one vector, and one vector plus each possible tail.
+    const int widths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 15, 16, 17, 31, 33, 41};
+    for (const row_set_t& set : vector_row_sets())
+        for (int width : widths) expect_colour_row_matches_reference(set, width, false);
+}
+
+TEST(bgra_to_yuv_row, vector_rows_give_the_reference_floats_for_every_channel_value) {
+    for (const row_set_t& set : vector_row_sets()) expect_colour_row_matches_reference(set, 768, true);
+}
+
+TEST(bgra_to_yuv_alpha_row, vector_rows_copy_every_alpha_byte) {
+    const int widths[] = {1, 3, 15, 16, 17, 33, 100};
+    for (const row_set_t& set : vector_row_sets())
+        for (int width : widths) {
+            SCOPED_TRACE(testing::Message() << set.m_p_name << " width " << width);
+            const std::vector<uint8_t> src = colour_row_pixels(width, false, uint32_t(width));
+            std::vector<uint8_t> alpha(size_t(width) + 1, 0xA5), want = alpha;
+            for (int x = 0; x < width; ++x) want[size_t(x)] = src[4 * size_t(x) + 3];
+            set.m_p_rows->m_p_alpha_row(src.data(), alpha.data(), width);
+            EXPECT_EQ(alpha, want);
         }
-        EXPECT_EQ(conv.m_dst.rows_bytes(), ref_dst);
-        EXPECT_EQ(conv.m_alpha.rows_bytes(), ref_alpha);
+}
+
+// One conversion through the passes with a row set.
+struct row_set_case_t {
+    int m_width;
+    int m_height;
+    int m_pad;
+    bool m_flip;
+};
+
+// Runs every row set over copies of one scratch: the vector sets must give the bytes of the
+// reference set, and on a cleared scratch (odd widths then defined too) those of the model.
+void compare_row_sets(const row_set_case_t& c, uint32_t matrix, const std::vector<float>* contents) {
+    SCOPED_TRACE(testing::Message() << c.m_width << "x" << c.m_height << " pad " << c.m_pad
+                                    << (c.m_flip ? " flipped" : "") << " matrix " << matrix);
+    const auto fresh_scratch = [&] {
+        return contents ? *contents : std::vector<float>(bgra_to_uyvy_scratch_floats(c.m_width, c.m_height), 0.0f);
+    };
+    const uint32_t seed = uint32_t(c.m_width * 64 + c.m_height);
+    conversion_t ref(c.m_width, c.m_height, c.m_pad, c.m_flip, seed);
+    std::vector<float> ref_scratch = fresh_scratch();
+    ref.run(matrix, &ref_scratch, &reference_bgra_to_uyvy_rows());
+    if (!contents && matrix != 0) ref.expect_model(matrix);
+    for (const row_set_t& set : vector_row_sets()) {
+        SCOPED_TRACE(set.m_p_name);
+        conversion_t conv(c.m_width, c.m_height, c.m_pad, c.m_flip, seed);
+        std::vector<float> scratch = fresh_scratch();
+        conv.run(matrix, &scratch, set.m_p_rows);
+        EXPECT_EQ(conv.m_dst.rows_bytes(), ref.m_dst.rows_bytes());
+        EXPECT_EQ(conv.m_alpha.rows_bytes(), ref.m_alpha.rows_bytes());
         EXPECT_TRUE(conv.m_dst.guards_intact() && conv.m_alpha.guards_intact());
     }
 }
 
-TEST(bgra_to_uyvy_schedules, fast_equals_row_by_row_and_the_model_on_cleared_scratch) {
+// Heights around the bands of both vector sets: 15 and 31 rows dithered at a time.
+const int k_band_heights[] = {1, 2, 3, 4, 5, 7, 8, 9, 13, 14, 15, 16, 17, 30, 31, 32, 33, 46, 63, 64};
+
+TEST(bgra_to_uyvy_row_sets, vector_sets_give_the_reference_bytes_at_every_small_width) {
     for (int width = 1; width <= 40; ++width)
-        for (int height : {1, 2, 3, 4, 5, 7, 8, 9, 13, 14, 15, 16, 17, 31, 46})
+        for (int height : k_band_heights)
             for (uint32_t matrix : {709u, 601u})
-                compare_schedules(width, height, width % 3 == 0 ? 5 : 0, matrix, nullptr);
-    for (int height : {1, 2, 5, 8}) compare_schedules(1919, height, 0, 709, nullptr);
+                compare_row_sets({width, height, width % 3 == 0 ? 5 : 0, false}, matrix, nullptr);
+}
+
+TEST(bgra_to_uyvy_row_sets, vector_sets_give_the_reference_bytes_on_wide_odd_rows) {
+    const row_set_case_t cases[] = {
+        {1919, 1, 0, false}, {1919, 2, 0, false}, {1919, 5, 0, false}, {1919, 8, 0, false}, {1919, 33, 0, false},
+    };
+    for (const row_set_case_t& c : cases) compare_row_sets(c, 709, nullptr);
+}
+
+TEST(bgra_to_uyvy_row_sets, vector_sets_give_the_reference_bytes_with_negative_strides) {
+    const row_set_case_t cases[] = {
+        {7, 9, 0, true}, {10, 8, 4, true}, {33, 31, 3, true}, {36, 5, 0, true}, {65, 47, 12, true},
+    };
+    for (const row_set_case_t& c : cases)
+        for (uint32_t matrix : {709u, 601u}) compare_row_sets(c, matrix, nullptr);
 }
 
 // Whatever the uncleared slots hold, including values whose truncation leaves the 32-bit range,
-// NaN and infinities, every schedule passes the same error along in the same order.
-TEST(bgra_to_uyvy_schedules, fast_equals_row_by_row_on_any_scratch_contents) {
+// NaN and infinities, every row set passes the same error along in the same order.
+TEST(bgra_to_uyvy_row_sets, vector_sets_give_the_reference_bytes_on_any_scratch_contents) {
     const float specials[] = {std::numeric_limits<float>::quiet_NaN(),
                               std::numeric_limits<float>::infinity(),
                               -std::numeric_limits<float>::infinity(),
@@ -286,13 +424,46 @@ TEST(bgra_to_uyvy_schedules, fast_equals_row_by_row_on_any_scratch_contents) {
                               255.75f,
                               -1.5f};
     for (int width : {1, 2, 3, 5, 6, 9, 16, 17, 31, 33})
-        for (int height : {1, 3, 4, 6, 9, 16, 30}) {
+        for (int height : {1, 3, 4, 6, 9, 16, 30, 32, 33}) {
             std::mt19937 rng(uint32_t(width * height));
             std::uniform_real_distribution<float> wide(-1.0e4f, 1.0e4f);
             std::vector<float> contents(bgra_to_uyvy_scratch_floats(width, height));
             for (float& f : contents) f = rng() % 4 == 0 ? specials[rng() % std::size(specials)] : wide(rng);
-            for (uint32_t matrix : {709u, 601u, 0u}) compare_schedules(width, height, 0, matrix, &contents);
+            // Matrix 0 skips the colour pass: the packing pass then runs over these contents alone.
+            for (uint32_t matrix : {709u, 601u, 0u}) compare_row_sets({width, height, 0, false}, matrix, &contents);
         }
+}
+
+// An alpha plane over the source: the vector sets fall back to the reference colour row and
+// still give its bytes.
+TEST(bgra_to_uyvy_row_sets, vector_sets_give_the_reference_bytes_with_alpha_over_the_source) {
+    const int widths[] = {4, 9, 32, 33, 70};
+    const int heights[] = {3, 17, 40};
+    for (int width : widths)
+        for (int height : heights)
+            for (uint32_t matrix : {709u, 601u}) {
+                SCOPED_TRACE(testing::Message() << width << "x" << height << " matrix " << matrix);
+                const int stride = 4 * width;
+                std::mt19937 rng(uint32_t(width * 100 + height));
+                std::vector<uint8_t> original(size_t(stride) * height + 64);
+                for (uint8_t& b : original) b = uint8_t(rng());
+                const auto convert = [&](const bgra_to_uyvy_rows_t& rows, std::vector<uint8_t>& dst) {
+                    std::vector<uint8_t> image = original;
+                    dst.assign(uyvy_row_bytes(width) * size_t(height), 0);
+                    std::vector<float> scratch(bgra_to_uyvy_scratch_floats(width, height), 0.0f);
+                    bgra_to_uyvy_run_passes(scratch.data(), image.data(), stride, dst.data(),
+                                            int32_t(uyvy_row_bytes(width)), image.data() + 1, stride, width, height,
+                                            matrix, rows);
+                    return image;
+                };
+                std::vector<uint8_t> ref_dst, dst;
+                const std::vector<uint8_t> ref_image = convert(reference_bgra_to_uyvy_rows(), ref_dst);
+                for (const row_set_t& set : vector_row_sets()) {
+                    SCOPED_TRACE(set.m_p_name);
+                    EXPECT_EQ(convert(*set.m_p_rows, dst), ref_image);
+                    EXPECT_EQ(dst, ref_dst);
+                }
+            }
 }
 
 }  // namespace

@@ -11,7 +11,9 @@
 #include <limits>
 #include <random>
 #include <string>
-#include <thread>
+#include <chrono>
+#include <future>
+#include <sstream>
 #include <vector>
 
 #include "guarded_image.h"
@@ -30,6 +32,10 @@ namespace rs = vc::resample;
 guarded_image_t row_of(size_t bytes, bool aligned) {
     return guarded_image_t(1, bytes, ptrdiff_t(bytes), aligned ? 0 : 5);
 }
+
+// What a horizontal check compares with the reference: one row alone, batches of rows against
+// single rows, or (layout 0 only) the fused blend against the blend then the horizontal pass.
+enum class horizontal_part_t { single_row, batched_rows, fused_blend };
 
 class row_functions_match_reference_t : public testing::TestWithParam<int> {
 protected:
@@ -50,13 +56,17 @@ protected:
         ASSERT_TRUE(got.guards_intact() && want.guards_intact());
     }
 
+    void check_horizontal(horizontal_part_t part);
+
     std::mt19937 m_rng{11};
 };
 
 // Byte counts of 0 to 4 pixel pairs, around one and two 16-byte groups, and full rows.
 const uint32_t k_lengths[] = {0, 2, 4, 8, 12, 14, 16, 18, 20, 28, 32, 36, 44, 48, 60, 64, 100, 2560, 3840};
 
-TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_rows) {
+// Every phase, to a row buffer and to a destination row, and two phases of the same rows at
+// once (this one and its mirror), each against its own single reference blend.
+TEST_P(row_functions_match_reference_t, vertical_blend_rows) {
     for (uint32_t n : k_lengths) {
         SCOPED_TRACE(n);
         for (uint32_t f = 0; f < 64; ++f) {
@@ -68,23 +78,32 @@ TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_ro
             simd().m_p_blend_to_destination(a.row(0), b.row(0), to_dst.row(0), n, f);
             expect_same(to_buffer, want);
             expect_same(to_dst, want);
-            // Two phases of the same rows at once: this one and its mirror, each against its
-            // own single blend.
             guarded_image_t want_mirror = row_of(n, true), pair[2] = {row_of(n, true), row_of(n, true)};
             ref().m_p_blend_to_buffer(a.row(0), b.row(0), want_mirror.row(0), n, 63 - f);
             simd().m_p_blend_pair_to_buffers(a.row(0), b.row(0), pair[0].row(0), pair[1].row(0), n, f, 63 - f);
             expect_same(pair[0], want);
             expect_same(pair[1], want_mirror);
         }
-        if (n % 4 == 0) {
-            const guarded_image_t a = src_row(2 * n), b = src_row(2 * n);
-            guarded_image_t want = row_of(n, true), got = row_of(n, dst_aligned());
-            ref().m_p_halve(a.row(0), b.row(0), want.row(0), n);
-            simd().m_p_halve(a.row(0), b.row(0), got.row(0), n);
-            expect_same(got, want);
-        }
-        // One band of five rows: each phase alone, then both at once, all against the single
-        // reference phase.
+    }
+}
+
+TEST_P(row_functions_match_reference_t, halving_rows) {
+    for (uint32_t n : k_lengths) {
+        if (n % 4 != 0) continue;  // whole pixel pairs of the destination
+        SCOPED_TRACE(n);
+        const guarded_image_t a = src_row(2 * n), b = src_row(2 * n);
+        guarded_image_t want = row_of(n, true), got = row_of(n, dst_aligned());
+        ref().m_p_halve(a.row(0), b.row(0), want.row(0), n);
+        simd().m_p_halve(a.row(0), b.row(0), got.row(0), n);
+        expect_same(got, want);
+    }
+}
+
+// One band of five rows: each phase alone, then both at once, all against the single
+// reference phase.
+TEST_P(row_functions_match_reference_t, two_thirds_vertical_rows) {
+    for (uint32_t n : k_lengths) {
+        SCOPED_TRACE(n);
         const guarded_image_t r[5] = {src_row(n), src_row(n), src_row(n), src_row(n), src_row(n)};
         const uint8_t* const rows[5] = {r[0].row(0), r[1].row(0), r[2].row(0), r[3].row(0), r[4].row(0)};
         guarded_image_t want[2] = {row_of(n, true), row_of(n, true)}, got[2] = {row_of(n, true), row_of(n, true)};
@@ -95,10 +114,19 @@ TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_ro
         }
         simd().m_p_two_thirds_vertical_pair(rows, pair[0].row(0), pair[1].row(0), n);
         ref().m_p_two_thirds_vertical_pair(rows, ref_pair[0].row(0), ref_pair[1].row(0), n);
-        for (int i = 0; i < 2; ++i)
-            expect_same(got[i], want[i]), expect_same(pair[i], want[i]), expect_same(ref_pair[i], want[i]);
-        // The horizontal pass reads a row buffer whose edge pixels repeat 4 bytes either side.
-        if (n % 4 || n < 8) continue;
+        for (int i = 0; i < 2; ++i) {
+            expect_same(got[i], want[i]);
+            expect_same(pair[i], want[i]);
+            expect_same(ref_pair[i], want[i]);
+        }
+    }
+}
+
+// The horizontal pass reads a row buffer whose edge pixels repeat 4 bytes either side.
+TEST_P(row_functions_match_reference_t, two_thirds_horizontal_rows) {
+    for (uint32_t n : k_lengths) {
+        if (n % 4 || n < 8) continue;  // whole pixel pairs, at least two
+        SCOPED_TRACE(n);
         const uint32_t dst_bytes = uint32_t(2 * ((2 * (n / 2) / 3) & ~1u));
         guarded_image_t src = src_row(n + 64, true);
         uint8_t* row = src.row(0) + 4;
@@ -111,10 +139,10 @@ TEST_P(row_functions_match_reference_t, vertical_blend_halving_and_two_thirds_ro
     }
 }
 
-// The horizontal pass in both table layouts, alone and in batches of rows, and for layout 0
-// the fused blend: the reference blend then the reference horizontal pass.
-TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table_layouts) {
-    const auto check = [this](uint32_t ws, uint32_t wd, float scale, float offset, float rule_scale, int layout) {
+// The horizontal pass in both table layouts over the default and forced mappings; see
+// horizontal_part_t for what is compared.
+void row_functions_match_reference_t::check_horizontal(horizontal_part_t part) {
+    const auto check = [this, part](uint32_t ws, uint32_t wd, float scale, float offset, float rule_scale, int layout) {
         SCOPED_TRACE(testing::Message() << ws << " -> " << wd << " rule scale " << rule_scale);
         rs::horizontal_map_t map{rs::to_fixed_16_16(offset), rs::to_fixed_16_16(scale), ws, wd, nullptr};
         std::vector<rs::coefficient_group_t> groups(rs::coefficient_group_count(wd));
@@ -126,31 +154,37 @@ TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table
         const guarded_image_t src = src_row(read), bottom = src_row(read);
         guarded_image_t want = row_of(2 * wd, true), got = row_of(2 * wd, dst_aligned());
         ref().m_p_horizontal(src.row(0), want.row(0), map);
-        simd().m_p_horizontal(src.row(0), got.row(0), map);
-        expect_same(got, want);
-        // Batches of 1 to k_batch_rows rows, each from its own source row, against the single pass.
-        for (uint32_t count = 1; count <= rs::k_batch_rows; ++count) {
-            SCOPED_TRACE(testing::Message() << "batch of " << count);
-            std::vector<guarded_image_t> in, single, batch;
-            for (uint32_t i = 0; i < count; ++i)
-                in.push_back(src_row(read)), single.push_back(row_of(2 * wd, true)),
-                    batch.push_back(row_of(2 * wd, dst_aligned()));
-            const uint8_t* batch_in[rs::k_batch_rows];
-            uint8_t* batch_out[rs::k_batch_rows];
-            for (uint32_t i = 0; i < count; ++i) {
-                batch_in[i] = in[i].row(0), batch_out[i] = batch[i].row(0);
-                ref().m_p_horizontal(in[i].row(0), single[i].row(0), map);
-            }
-            simd().m_p_horizontal_rows(batch_in, batch_out, count, map);
-            for (uint32_t i = 0; i < count; ++i) expect_same(batch[i], single[i]);
+        if (part == horizontal_part_t::single_row) {
+            simd().m_p_horizontal(src.row(0), got.row(0), map);
+            expect_same(got, want);
         }
-        for (uint32_t f : {3u, 32u, 61u}) {
-            if (table.m_layout != 0) break;
-            guarded_image_t blended = row_of(read, true), fused = row_of(2 * wd, dst_aligned());
-            ref().m_p_blend_to_buffer(src.row(0), bottom.row(0), blended.row(0), uint32_t(read), f);
-            ref().m_p_horizontal(blended.row(0), want.row(0), map);
-            simd().m_p_blend_horizontal(src.row(0), bottom.row(0), f, fused.row(0), map);
-            expect_same(fused, want);
+        if (part == horizontal_part_t::batched_rows) {
+            // Batches of 1 to k_batch_rows rows, each from its own source row, against the single pass.
+            for (uint32_t count = 1; count <= rs::k_batch_rows; ++count) {
+                SCOPED_TRACE(testing::Message() << "batch of " << count);
+                std::vector<guarded_image_t> in, single, batch;
+                for (uint32_t i = 0; i < count; ++i)
+                    in.push_back(src_row(read)), single.push_back(row_of(2 * wd, true)),
+                        batch.push_back(row_of(2 * wd, dst_aligned()));
+                const uint8_t* batch_in[rs::k_batch_rows];
+                uint8_t* batch_out[rs::k_batch_rows];
+                for (uint32_t i = 0; i < count; ++i) {
+                    batch_in[i] = in[i].row(0), batch_out[i] = batch[i].row(0);
+                    ref().m_p_horizontal(in[i].row(0), single[i].row(0), map);
+                }
+                simd().m_p_horizontal_rows(batch_in, batch_out, count, map);
+                for (uint32_t i = 0; i < count; ++i) expect_same(batch[i], single[i]);
+            }
+        }
+        if (part == horizontal_part_t::fused_blend) {
+            for (uint32_t f : {3u, 32u, 61u}) {
+                if (table.m_layout != 0) break;
+                guarded_image_t blended = row_of(read, true), fused = row_of(2 * wd, dst_aligned());
+                ref().m_p_blend_to_buffer(src.row(0), bottom.row(0), blended.row(0), uint32_t(read), f);
+                ref().m_p_horizontal(blended.row(0), want.row(0), map);
+                simd().m_p_blend_horizontal(src.row(0), bottom.row(0), f, fused.row(0), map);
+                expect_same(fused, want);
+            }
         }
     };
     // Default mappings with the layout the rule picks: upscales keep each group of 16
@@ -173,6 +207,18 @@ TEST_P(row_functions_match_reference_t, horizontal_and_fused_blend_in_both_table
     check(64, 40, 0.0f, 20.3f, 0.0f, 0);
 }
 
+TEST_P(row_functions_match_reference_t, horizontal_pass_in_both_table_layouts) {
+    check_horizontal(horizontal_part_t::single_row);
+}
+
+TEST_P(row_functions_match_reference_t, horizontal_batches_give_the_single_row_bytes) {
+    check_horizontal(horizontal_part_t::batched_rows);
+}
+
+TEST_P(row_functions_match_reference_t, fused_blend_gives_the_blend_then_horizontal_bytes) {
+    check_horizontal(horizontal_part_t::fused_blend);
+}
+
 INSTANTIATE_TEST_SUITE_P(alignments, row_functions_match_reference_t, testing::Range(0, 4),
                          [](const testing::TestParamInfo<int>& p) {
                              return std::string(p.param & 1 ? "src_aligned" : "src_unaligned") +
@@ -190,7 +236,7 @@ struct kernel_case_t {
 
 class kernel_matches_model_t : public testing::TestWithParam<kernel_case_t> {};
 
-TEST_P(kernel_matches_model_t, every_byte_and_no_write_outside_the_rows) {
+TEST_P(kernel_matches_model_t, writes_exactly_the_model_bytes) {
     const kernel_case_t& c = GetParam();
     const size_case_t& s = c.m_size;
     std::mt19937 rng(s.m_ws * 131 + s.m_wd * 7 + s.m_hd);
@@ -206,6 +252,39 @@ TEST_P(kernel_matches_model_t, every_byte_and_no_write_outside_the_rows) {
         vc::resample_uyvy(src.data(), src.pitch(), s.m_ws, s.m_hs, dst.data(), dst.pitch(), s.m_wd, s.m_hd);
     expect_rows_equal(dst, expected);
     EXPECT_TRUE(dst.guards_intact() && src.guards_intact() && src.rows_bytes() == src_before);
+}
+
+// A float in a test name: "1p5", "m3" (minus 3).
+std::string name_of(float v) {
+    std::ostringstream text;
+    text << v;
+    std::string name;
+    for (char ch : text.str()) name += ch == '.' ? "p" : ch == '-' ? "m" : std::string(1, ch);
+    return name;
+}
+
+// "1920x1080_to_1280x720_src_aligned_dst_unaligned", with "_scale_1p1_0p9_offset_m3_5" for an
+// explicit mapping.
+std::string describe(const kernel_case_t& c) {
+    const size_case_t& s = c.m_size;
+    std::string name = std::to_string(s.m_ws) + "x" + std::to_string(s.m_hs) + "_to_" + std::to_string(s.m_wd) + "x" +
+                       std::to_string(s.m_hd);
+    name += c.m_src_aligned ? "_src_aligned" : "_src_unaligned";
+    name += c.m_dst_aligned ? "_dst_aligned" : "_dst_unaligned";
+    if (c.m_explicit)
+        name += "_scale_" + name_of(c.m_scales[0]) + "_" + name_of(c.m_scales[1]) + "_offset_" +
+                name_of(c.m_offsets[0]) + "_" + name_of(c.m_offsets[1]);
+    return name;
+}
+
+std::string kernel_case_name(const testing::TestParamInfo<kernel_case_t>& info) {
+    return describe(info.param);
+}
+
+// The case as the test lists print it: the same words, not a dump of its bytes (which would
+// hold padding and change between builds).
+void PrintTo(const kernel_case_t& c, std::ostream* os) {
+    *os << describe(c);
 }
 
 std::vector<kernel_case_t> with_alignments(const std::vector<size_case_t>& sizes) {
@@ -260,7 +339,7 @@ const std::vector<size_case_t> k_sizes = {{2, 2, 2, 2},
                                           {1920, 1080, 640, 360},
                                           {1920, 1080, 1366, 768},
                                           {1440, 1080, 1440, 1080}};
-INSTANTIATE_TEST_SUITE_P(sizes, kernel_matches_model_t, testing::ValuesIn(with_alignments(k_sizes)));
+INSTANTIATE_TEST_SUITE_P(sizes, kernel_matches_model_t, testing::ValuesIn(with_alignments(k_sizes)), kernel_case_name);
 
 // Upscales, whose rows the general path blends into row buffers and scales in batches: vertical
 // steps of 2/3 (two rows on the same source rows, which a batch keeps together by ending
@@ -270,7 +349,8 @@ INSTANTIATE_TEST_SUITE_P(sizes, kernel_matches_model_t, testing::ValuesIn(with_a
 const std::vector<size_case_t> k_batched = {{64, 20, 96, 30}, {64, 21, 96, 31}, {40, 7, 64, 11},
                                             {32, 9, 48, 18},  {16, 4, 24, 16},  {20, 5, 30, 5},
                                             {21, 6, 33, 9},   {13, 8, 40, 25},  {2100, 3, 2200, 7}};
-INSTANTIATE_TEST_SUITE_P(batched, kernel_matches_model_t, testing::ValuesIn(with_alignments(k_batched)));
+INSTANTIATE_TEST_SUITE_P(batched, kernel_matches_model_t, testing::ValuesIn(with_alignments(k_batched)),
+                         kernel_case_name);
 
 // Explicit mappings: shifted past the edges (clamping), mirrored (negative steps), a single
 // source row or column, and mappings within 0.1 of the default (fast paths kept).
@@ -295,7 +375,7 @@ const kernel_case_t k_mapped[] = {
     {{30, 12, 50, 30}, true, true, true, {0.6f, -0.41f}, {0.0f, 11.7f}},
     {{15, 10, 40, 23}, false, true, true, {0.3f, 0.45f}, {0.0f, 0.1f}},
     {{200, 10, 40, 23}, true, false, true, {5.0f, 0.45f}, {0.0f, 0.1f}}};
-INSTANTIATE_TEST_SUITE_P(mapped, kernel_matches_model_t, testing::ValuesIn(k_mapped));
+INSTANTIATE_TEST_SUITE_P(mapped, kernel_matches_model_t, testing::ValuesIn(k_mapped), kernel_case_name);
 
 // Worked examples of the arithmetic, computed from the stated rules.
 // Worked examples of the arithmetic, computed from the stated rules.
@@ -310,34 +390,69 @@ TEST(resample_kernel, halving_averages_rows_first_then_columns) {
     EXPECT_TRUE(dst.guards_intact());
 }
 
-TEST(resample_kernel, vertical_phases_copy_blend_truncating_and_skip_to_the_next_row) {
-    // One destination row from rows A (all 0) and B (all 255) at vertical phase f.
-    for (uint32_t f = 0; f < 64; ++f) {
-        uyvy_image_t src(4, 2), dst(4, 1);
-        std::fill(src.row(0), src.row(0) + 8, 0);
-        std::fill(src.row(1), src.row(1) + 8, 255);
-        const float scales[2] = {1.0f, 1.0f}, offsets[2] = {0.0f, float(f) / 64.0f};
-        vc::resample_uyvy_kernel(src.plane(), dst.plane(), scales, offsets);
-        const int expected = f < 3 ? 0 : f > 61 ? 255 : (255 * int(f)) >> 6;  // 127 at phase 32: no rounding
-        EXPECT_EQ(dst.rows_bytes(), std::vector<uint8_t>(8, uint8_t(expected))) << "phase " << f;
-        EXPECT_TRUE(dst.guards_intact());
+// The bytes of one destination row scaled from rows A (all 0) and B (all 255) at vertical
+// phase f.
+std::vector<uint8_t> row_between_black_and_white_at_phase(uint32_t f) {
+    uyvy_image_t src(4, 2), dst(4, 1);
+    std::fill(src.row(0), src.row(0) + 8, 0);
+    std::fill(src.row(1), src.row(1) + 8, 255);
+    const float scales[2] = {1.0f, 1.0f}, offsets[2] = {0.0f, float(f) / 64.0f};
+    vc::resample_uyvy_kernel(src.plane(), dst.plane(), scales, offsets);
+    EXPECT_TRUE(dst.guards_intact());
+    return dst.rows_bytes();
+}
+
+TEST(resample_kernel, vertical_phases_below_3_copy_the_upper_row) {
+    for (uint32_t f : {0u, 1u, 2u})
+        EXPECT_EQ(row_between_black_and_white_at_phase(f), std::vector<uint8_t>(8, 0)) << "phase " << f;
+}
+
+TEST(resample_kernel, vertical_phases_3_to_61_blend_truncating) {
+    for (uint32_t f = 3; f <= 61; ++f) {
+        const uint8_t expected = uint8_t((255 * f) >> 6);  // 127 at phase 32: no rounding
+        EXPECT_EQ(row_between_black_and_white_at_phase(f), std::vector<uint8_t>(8, expected)) << "phase " << f;
     }
 }
 
+TEST(resample_kernel, vertical_phases_above_61_take_the_next_row) {
+    for (uint32_t f : {62u, 63u})
+        EXPECT_EQ(row_between_black_and_white_at_phase(f), std::vector<uint8_t>(8, 255)) << "phase " << f;
+}
+
+// Each call spoils one field of a good call (source 16x8, pitch 32; destination 8x4, pitch
+// 16): row bytes shorter than a row, an empty size or a null pointer.
 TEST(resample_kernel, empty_or_inconsistent_descriptors_write_nothing) {
+    struct call_t {
+        const char* m_p_what;
+        bool m_null_src;
+        uint32_t m_src_pitch, m_src_width, m_src_height;
+        bool m_null_dst;
+        uint32_t m_dst_pitch, m_dst_width, m_dst_height;
+    };
+    const call_t calls[] = {
+        {"source pitch shorter than a row", false, 20, 16, 8, false, 16, 8, 4},
+        {"source width 0", false, 32, 0, 8, false, 16, 8, 4},
+        {"source height 0", false, 32, 16, 0, false, 16, 8, 4},
+        {"destination pitch shorter than a row", false, 32, 16, 8, false, 15, 8, 4},
+        {"destination width 0", false, 32, 16, 8, false, 16, 0, 4},
+        {"destination height 0", false, 32, 16, 8, false, 16, 8, 0},
+        {"null source", true, 32, 16, 8, false, 16, 8, 4},
+        {"null destination", false, 32, 16, 8, true, 16, 8, 4},
+    };
     std::mt19937 rng(6);
     uyvy_image_t src(16, 8), dst(8, 4);
     src.fill_rows_random(rng);
-    // Each call spoils one field of a good one: row bytes shorter than a row, an empty size, a
-    // null pointer. Fields: source pitch, width, height; destination pitch, width, height.
-    for (int bad = 0; bad < 8; ++bad) {
-        uint32_t v[6] = {32, 16, 8, 16, 8, 4};
-        if (bad < 6) v[bad] = bad == 0 ? 20 : bad == 3 ? 15 : 0;
-        vc::resample_uyvy(bad == 6 ? nullptr : src.data(), v[0], v[1], v[2], bad == 7 ? nullptr : dst.data(), v[3],
-                          v[4], v[5]);
+    for (const call_t& c : calls) {
+        vc::resample_uyvy(c.m_null_src ? nullptr : src.data(), c.m_src_pitch, c.m_src_width, c.m_src_height,
+                          c.m_null_dst ? nullptr : dst.data(), c.m_dst_pitch, c.m_dst_width, c.m_dst_height);
+        EXPECT_TRUE(dst.untouched()) << c.m_p_what;
     }
-    EXPECT_TRUE(dst.untouched());
-    // A mapping needs both pointers: one alone means the default mapping.
+}
+
+TEST(resample_kernel, one_mapping_pointer_alone_means_the_default_mapping) {
+    std::mt19937 rng(6);
+    uyvy_image_t src(16, 8);
+    src.fill_rows_random(rng);
     const float scales[2] = {5.0f, 5.0f};
     uyvy_image_t a(8, 4), b(8, 4);
     vc::resample_uyvy_kernel(src.plane(), a.plane(), scales, nullptr);
@@ -355,12 +470,15 @@ TEST(resample_kernel, concurrent_calls_give_the_same_bytes) {
         vc::resample_uyvy(src.data(), src.pitch(), 640, 360, out->data(), out->pitch(), 426, 240);
     };
     scale(&outs[0]);
-    std::vector<std::thread> threads;
+    std::vector<std::future<void>> runs;
     for (size_t i = 1; i < outs.size(); ++i)
-        threads.emplace_back([&scale, out = &outs[i]] {
+        runs.push_back(std::async(std::launch::async, [&scale, out = &outs[i]] {
             for (int k = 0; k < 5; ++k) scale(out);
-        });
-    for (auto& t : threads) t.join();
+        }));
+    // A hung call fails the test instead of stalling the run (the process then ends at exit
+    // with the thread still blocked, which ctest's timeout reports).
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    for (auto& run : runs) ASSERT_EQ(run.wait_until(deadline), std::future_status::ready);
     for (auto& out : outs) EXPECT_EQ(out.rows_bytes(), outs[0].rows_bytes());
 }
 
@@ -525,24 +643,38 @@ packed_t model_fit(const packed_t& src, const packed_t& before, const fit_case_t
     return out;
 }
 
+// The case as the test lists print it: its name, not a dump of its bytes (which hold a pointer).
+void PrintTo(const fit_case_t& c, std::ostream* os) {
+    *os << c.m_name;
+}
+
 class fit_matches_model_t : public testing::TestWithParam<fit_case_t> {};
 
-// Modes 0, 1 and 2 byte for byte; the field modes (3) only confined to the destination.
-TEST_P(fit_matches_model_t, modes_0_1_2_byte_for_byte_and_field_modes_inside) {
-    const fit_case_t& c = GetParam();
-    for (uint32_t mode = 0; mode < 7; ++mode) {
-        SCOPED_TRACE(mode);
-        std::mt19937 rng(c.m_ws + 3 * c.m_wd + mode);
-        uyvy_image_t src = make_image(c.m_ws, c.m_hs, c.m_aligned, 1), dst = make_image(c.m_wd, c.m_hd, c.m_aligned, 2);
-        src.fill_rows_random(rng);
-        dst.fill_rows_random(rng);
-        const std::vector<uint8_t> src_before = src.rows_bytes();
-        const packed_t expected = model_fit(packed_t(src), packed_t(dst), c, std::min(mode, 2u));
-        vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), c.m_ws, c.m_hs, std::min(mode, 3u), dst.data(), c.m_a,
-                                     c.m_b, dst.pitch(), c.m_wd, c.m_hd, mode < 3 ? 0 : mode - 3, c.m_fit_vertically);
-        if (mode < 3) expect_rows_equal(dst, expected);
-        EXPECT_TRUE(dst.guards_intact() && src.guards_intact() && src.rows_bytes() == src_before);
-    }
+// One fit in `mode` (0 to 6: modes 3 to 6 are mode 3 with field_select 0 to 3) over random
+// source and destination bytes: the source stays unchanged and nothing is written outside the
+// destination rows; with `against_model` the rows equal the model's.
+void run_fit(const fit_case_t& c, uint32_t mode, bool against_model) {
+    SCOPED_TRACE(testing::Message() << "mode " << mode);
+    std::mt19937 rng(c.m_ws + 3 * c.m_wd + mode);
+    uyvy_image_t src = make_image(c.m_ws, c.m_hs, c.m_aligned, 1), dst = make_image(c.m_wd, c.m_hd, c.m_aligned, 2);
+    src.fill_rows_random(rng);
+    dst.fill_rows_random(rng);
+    const std::vector<uint8_t> src_before = src.rows_bytes();
+    const packed_t expected = model_fit(packed_t(src), packed_t(dst), c, std::min(mode, 2u));
+    vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), c.m_ws, c.m_hs, std::min(mode, 3u), dst.data(), c.m_a, c.m_b,
+                                 dst.pitch(), c.m_wd, c.m_hd, mode < 3 ? 0 : mode - 3, c.m_fit_vertically);
+    if (against_model) expect_rows_equal(dst, expected);
+    EXPECT_TRUE(dst.guards_intact() && src.guards_intact() && src.rows_bytes() == src_before);
+}
+
+// Progressive and single-field mapping, byte for byte.
+TEST_P(fit_matches_model_t, modes_0_to_2_give_the_model_bytes) {
+    for (uint32_t mode = 0; mode < 3; ++mode) run_fit(GetParam(), mode, true);
+}
+
+// Field mode 3, with each field_select, only has to stay inside the destination.
+TEST_P(fit_matches_model_t, field_modes_stay_inside_the_destination) {
+    for (uint32_t mode = 3; mode < 7; ++mode) run_fit(GetParam(), mode, false);
 }
 
 const fit_case_t k_fits[] = {
@@ -593,7 +725,7 @@ TEST(resample_fit, worked_examples_of_the_bars) {
     EXPECT_TRUE(small_dst.guards_intact());
 }
 
-TEST(resample_fit, degenerate_aspects_and_sizes_stay_inside_the_destination) {
+TEST(resample_fit, degenerate_aspects_stay_inside_the_destination) {
     std::mt19937 rng(3);
     uyvy_image_t src(32, 16);
     src.fill_rows_random(rng);
@@ -608,7 +740,12 @@ TEST(resample_fit, degenerate_aspects_and_sizes_stay_inside_the_destination) {
                                              dst.pitch(), 24, 10, mode % 2, fv);
                 ASSERT_TRUE(dst.guards_intact()) << ab[0] << " " << ab[1] << " fv " << fv << " mode " << mode;
             }
-    // Empty images write nothing.
+}
+
+TEST(resample_fit, empty_images_write_nothing) {
+    std::mt19937 rng(3);
+    uyvy_image_t src(32, 16);
+    src.fill_rows_random(rng);
     uyvy_image_t dst(24, 10);
     vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 0, 16, 0, dst.data(), 1.0f, 2.0f, dst.pitch(), 24, 10, 0, 0);
     vc::resample_uyvy_aspect_fit(src.data(), src.pitch(), 32, 16, 0, dst.data(), 1.0f, 2.0f, dst.pitch(), 24, 0, 0, 1);
