@@ -2,10 +2,9 @@
 """Prints, for each benchmarked operation, our median time beside the fastest peer's and the
 memcpy floor's.
 
-Benchmarks are named "<operation>/<implementation>": "ours" is this project, a name starting
-with "ours_" this project through another variant (for example the baseline's instruction set,
-printed on its own), "memcpy_floor" the floor of the same bytes, a name ending in "_bound" a
-lower bound of the work itself (printed on its own, beside the fastest peer), anything else a peer. Reads Google Benchmark's JSON output; with
+Benchmarks are named "<operation>/<implementation>": "ours" is this project, "memcpy_floor" the
+floor of the same bytes, a name ending in "_bound" a lower bound of the work itself (printed on
+its own, beside the fastest peer), anything else a peer. Reads Google Benchmark's JSON output; with
 repetitions it uses the median aggregate, otherwise the single run. Wall-clock time by default;
 --cpu uses the process's CPU time instead, which a busy shared machine disturbs less.
 """
@@ -33,7 +32,7 @@ def medians(report, field):
 
 def is_reference(name):
     """Our own time, the floor and lower bounds: everything that is not a peer."""
-    return name in ("ours", "memcpy_floor") or name.startswith("ours_") or name.endswith("_bound")
+    return name in ("ours", "memcpy_floor") or name.endswith("_bound")
 
 
 def main():
@@ -77,25 +76,17 @@ def main():
                 continue
             print(f"  {operation:<34} {name:<34} {t * 1e3:9.3f} ms   ours/peer {ours / t:7.2f}")
 
-    print_beside_ours(operations, lambda name: name.startswith("ours_"), "ours/variant", "variant",
-                      "our variants (the same bytes through another set of row functions)")
-    print_beside_ours(operations, lambda name: name.endswith("_bound"), "ours/bound", "bound",
-                      "lower bounds (the work every implementation with our bytes must do, timed without ordering constraints)")
+    bounds = [(op, name, t) for op, impls in sorted(operations.items()) for name, t in sorted(impls.items())
+              if name.endswith("_bound") and "ours" in impls]
+    if bounds:
+        print()
+        print("lower bounds (the work every implementation with our bytes must do, timed without ordering constraints)")
+        for operation, name, t in bounds:
+            impls = operations[operation]
+            peers = [v for k, v in impls.items() if not is_reference(k)]
+            versus_peer = f"   bound/fastest peer {t / min(peers):7.2f}" if peers else ""
+            print(f"  {operation:<34} {name:<34} {t * 1e3:9.3f} ms   ours/bound {impls['ours'] / t:7.2f}{versus_peer}")
 
-
-def print_beside_ours(operations, selects, ratio_label, peer_label, title):
-    """One section of the implementations that `selects` names, each beside ours and the fastest peer."""
-    rows = [(op, name, t) for op, impls in sorted(operations.items()) for name, t in sorted(impls.items())
-            if selects(name) and "ours" in impls]
-    if not rows:
-        return
-    print()
-    print(title)
-    for operation, name, t in rows:
-        impls = operations[operation]
-        peers = [v for k, v in impls.items() if not is_reference(k)]
-        versus_peer = f"   {peer_label}/fastest peer {t / min(peers):7.2f}" if peers else ""
-        print(f"  {operation:<34} {name:<34} {t * 1e3:9.3f} ms   {ratio_label} {impls['ours'] / t:7.2f}{versus_peer}")
 
 if __name__ == "__main__":
     main()

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <random>
 #include <stdexcept>
 #include <vector>
@@ -17,9 +16,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
-#include "pixel/bgra_to_uyvy_passes.h"
 #include "pixel/convert_bgra_to_uyvy_alpha.h"
-#include "pixel/cpu_features.h"
 
 namespace {
 
@@ -58,23 +55,6 @@ void bgra_to_uyvy_ours(benchmark::State& state) {
         Drivers::Mac::ZAV::VirtualCamera::convert_bgra_to_uyvy_alpha(b.m_src.data(), 4 * k_width, b.m_dst.data(),
                                                                      2 * k_width, b.m_alpha.data(), k_width, k_width,
                                                                      k_height, 709);
-        benchmark::DoNotOptimize(b.m_dst.data());
-        benchmark::ClobberMemory();
-    }
-}
-
-// The same conversion forced onto the SSSE3 baseline through the selection point, with the
-// public entry's one allocation per call.
-void bgra_to_uyvy_ours_ssse3(benchmark::State& state) {
-    namespace vc = Drivers::Mac::ZAV::VirtualCamera;
-    buffers_t& b = buffers();
-    vc::cpu_flags_t baseline = vc::cpu_flags_at_load();
-    baseline.m_avx2 = false;
-    const vc::bgra_to_uyvy_rows_t& rows = vc::select_bgra_to_uyvy_rows(baseline);
-    for (auto _ : state) {
-        const std::unique_ptr<float[]> scratch(new float[vc::bgra_to_uyvy_scratch_floats(k_width, k_height)]);
-        vc::bgra_to_uyvy_run_passes(scratch.get(), b.m_src.data(), 4 * k_width, b.m_dst.data(), 2 * k_width,
-                                    b.m_alpha.data(), k_width, k_width, k_height, 709, rows);
         benchmark::DoNotOptimize(b.m_dst.data());
         benchmark::ClobberMemory();
     }
@@ -169,7 +149,6 @@ void bgra_to_uyvy_swscale_dither_check(benchmark::State& state) {
 }  // namespace
 
 BENCHMARK(bgra_to_uyvy_ours)->Name("bgra_to_uyvy_1080p/ours")->Unit(benchmark::kMillisecond);
-BENCHMARK(bgra_to_uyvy_ours_ssse3)->Name("bgra_to_uyvy_1080p/ours_ssse3")->Unit(benchmark::kMillisecond);
 BENCHMARK(bgra_to_uyvy_libyuv)->Name("bgra_to_uyvy_1080p/libyuv_ARGBToUYVY")->Unit(benchmark::kMillisecond);
 BENCHMARK(bgra_to_uyvy_swscale)->Name("bgra_to_uyvy_1080p/swscale_bt709")->Unit(benchmark::kMillisecond);
 BENCHMARK(bgra_to_uyvy_swscale_dither)->Name("bgra_to_uyvy_1080p/swscale_bt709_dither")->Unit(benchmark::kMillisecond);

@@ -51,12 +51,9 @@ struct bgra_to_uyvy_rows_t {
 
 const bgra_to_uyvy_rows_t& reference_bgra_to_uyvy_rows();
 const bgra_to_uyvy_rows_t& ssse3_bgra_to_uyvy_rows();
-// Null where the AVX2 set is not built (processors that are not x86_64).
-const bgra_to_uyvy_rows_t* avx2_bgra_to_uyvy_rows();
 
-// The one place that chooses the set: AVX2 when the processor has it and the set is built, else
-// the SSSE3 baseline. The converter passes the flags read at load; tests pass others to force
-// the baseline.
+// The one place that chooses the set for a processor: the SSSE3 baseline. The converter passes
+// the flags read at load.
 const bgra_to_uyvy_rows_t& select_bgra_to_uyvy_rows(const cpu_flags_t& cpu);
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera

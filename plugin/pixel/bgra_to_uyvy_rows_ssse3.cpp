@@ -70,9 +70,7 @@ const bgra_to_uyvy_rows_t& ssse3_bgra_to_uyvy_rows() {
     return s_rows;
 }
 
-const bgra_to_uyvy_rows_t& select_bgra_to_uyvy_rows(const cpu_flags_t& cpu) {
-    const bgra_to_uyvy_rows_t* avx2 = avx2_bgra_to_uyvy_rows();
-    if (cpu.m_avx2 && avx2) return *avx2;
+const bgra_to_uyvy_rows_t& select_bgra_to_uyvy_rows(const cpu_flags_t&) {
     return ssse3_bgra_to_uyvy_rows();
 }
 

@@ -1,11 +1,10 @@
 // The vectors of the BGRA to UYVY converter's row sets and the colour arithmetic written once
-// over them: four float lanes (SSSE3, the baseline) and, in a translation unit built for it,
-// eight (AVX2). A row set's translation unit includes this header and instantiates the
-// templates for its own vector type.
+// over them: four float lanes (SSSE3, the baseline). A row set's translation unit includes this
+// header and instantiates the templates for its own vector type.
 //
-// Everything here has internal linkage on purpose: the AVX2 translation unit is compiled with
-// wider instructions than the rest, and an inline function with external linkage defined in
-// both would leave the linker free to keep the AVX2 copy for the baseline's callers too.
+// Everything here has internal linkage on purpose: a row set for a wider instruction set is
+// compiled with other flags than the rest, and an inline function with external linkage defined
+// in both would leave the linker free to keep the wider copy for the baseline's callers too.
 #pragma once
 
 #include <cstddef>
@@ -13,10 +12,6 @@
 
 #include "pixel/bgra_to_uyvy_matrix.h"
 #include "pixel/simd.h"
-
-#if defined(__AVX2__) && ZAV_PIXEL_NATIVE_X86
-#include <immintrin.h>
-#endif
 
 namespace Drivers::Mac::ZAV::VirtualCamera {
 namespace {
@@ -71,52 +66,6 @@ struct vec4_t {
         out[3] = _mm_unpackhi_epi64(hi01, hi23);
     }
 };
-
-#if defined(__AVX2__) && ZAV_PIXEL_NATIVE_X86
-// Eight 32-bit lanes. Memory operands of load/store are 32-byte aligned.
-struct vec8_t {
-    using f = __m256;
-    using i = __m256i;
-    static constexpr int32_t k_lanes = 8;
-
-    static f load(const float* p) { return _mm256_load_ps(p); }
-    static void store(float* p, f v) { _mm256_store_ps(p, v); }
-    static i load_int(const int32_t* p) { return _mm256_load_si256(reinterpret_cast<const __m256i*>(p)); }
-    static void store_int(uint32_t* p, i v) { _mm256_store_si256(reinterpret_cast<__m256i*>(p), v); }
-    static f set(float v) { return _mm256_set1_ps(v); }
-    static i set_int(int32_t v) { return _mm256_set1_epi32(v); }
-    static f zero() { return _mm256_setzero_ps(); }
-    static f add(f a, f b) { return _mm256_add_ps(a, b); }
-    static f sub(f a, f b) { return _mm256_sub_ps(a, b); }
-    static f mul(f a, f b) { return _mm256_mul_ps(a, b); }
-    static f and_(f a, f b) { return _mm256_and_ps(a, b); }
-    static f as_float(i a) { return _mm256_castsi256_ps(a); }
-    static i truncate(f a) { return _mm256_cvttps_epi32(a); }
-    static f to_float(i a) { return _mm256_cvtepi32_ps(a); }
-    static i and_(i a, i b) { return _mm256_and_si256(a, b); }
-    static i or_(i a, i b) { return _mm256_or_si256(a, b); }
-    template <int bits>
-    static i shift_left(i a) {
-        return _mm256_slli_epi32(a, bits);
-    }
-    static i shuffle_bytes(i a, const int8_t (&pattern)[16]) {
-        return _mm256_shuffle_epi8(
-            a, _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern))));
-    }
-    static f shift_down(f share, f above) {
-        // [upper half of above, lower half of share], then per half: the last lane of the
-        // half below followed by the first three lanes of this half.
-        const __m256i carry = _mm256_permute2x128_si256(_mm256_castps_si256(above), _mm256_castps_si256(share), 0x21);
-        return _mm256_castsi256_ps(_mm256_alignr_epi8(_mm256_castps_si256(share), carry, 12));
-    }
-    static void pixels_of_rows(const uint8_t* const rows[k_lanes], i out[4]) {
-        __m128i low[4], high[4];
-        vec4_t::pixels_of_rows(rows, low);
-        vec4_t::pixels_of_rows(rows + 4, high);
-        for (int p = 0; p < 4; ++p) out[p] = _mm256_inserti128_si256(_mm256_castsi128_si256(low[p]), high[p], 1);
-    }
-};
-#endif
 
 // Byte patterns that move one channel of each BGRA pixel into the low byte of its 32-bit lane.
 constexpr int8_t k_red_bytes[16] = {2, -1, -1, -1, 6, -1, -1, -1, 10, -1, -1, -1, 14, -1, -1, -1};

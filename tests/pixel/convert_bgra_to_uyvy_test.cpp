@@ -255,31 +255,16 @@ TEST(cpu_features, flags_match_the_processor) {
     __builtin_cpu_init();
     EXPECT_EQ(g_cpu_has_ssse3, __builtin_cpu_supports("ssse3") != 0);
     EXPECT_EQ(g_cpu_has_sse41, __builtin_cpu_supports("sse4.1") != 0);
-    // The compiler's query also checks that the operating system saves the wide registers.
-    EXPECT_EQ(g_cpu_has_avx2, __builtin_cpu_supports("avx2") != 0);
     EXPECT_TRUE(g_cpu_has_ssse3);  // the kernels are built for SSSE3; a processor that runs these tests has it
 #else
-    EXPECT_FALSE(g_cpu_has_ssse3 || g_cpu_has_sse41 || g_cpu_has_avx2);
+    EXPECT_FALSE(g_cpu_has_ssse3 || g_cpu_has_sse41);
 #endif
-    EXPECT_EQ(cpu_flags_at_load().m_avx2, g_cpu_has_avx2);
+    EXPECT_EQ(cpu_flags_at_load().m_ssse3, g_cpu_has_ssse3);
 }
 
-// The selection point: AVX2 only when the flags say so and the set is built; the baseline
-// otherwise, which is how the tests force it on any machine.
-TEST(select_bgra_to_uyvy_rows, without_avx2_picks_the_ssse3_baseline) {
-    cpu_flags_t flags = cpu_flags_at_load();
-    flags.m_avx2 = false;
-    EXPECT_EQ(&select_bgra_to_uyvy_rows(flags), &ssse3_bgra_to_uyvy_rows());
-}
-
-TEST(select_bgra_to_uyvy_rows, with_avx2_picks_the_avx2_set_where_it_is_built) {
-    cpu_flags_t flags;
-    flags.m_ssse3 = flags.m_avx2 = true;
-    const bgra_to_uyvy_rows_t* avx2 = avx2_bgra_to_uyvy_rows();
-    EXPECT_EQ(&select_bgra_to_uyvy_rows(flags), avx2 ? avx2 : &ssse3_bgra_to_uyvy_rows());
-#if defined(__x86_64__) && !defined(ZAV_PIXEL_FORCE_SIMDE)
-    EXPECT_NE(avx2, nullptr);
-#endif
+// The selection point runs the SSSE3 baseline.
+TEST(select_bgra_to_uyvy_rows, picks_the_ssse3_baseline) {
+    EXPECT_EQ(&select_bgra_to_uyvy_rows(cpu_flags_at_load()), &ssse3_bgra_to_uyvy_rows());
 }
 
 // The vector row sets that this processor can run, with their names for the traces.
@@ -289,9 +274,7 @@ struct row_set_t {
 };
 
 std::vector<row_set_t> vector_row_sets() {
-    std::vector<row_set_t> sets = {{"ssse3", &ssse3_bgra_to_uyvy_rows()}};
-    if (avx2_bgra_to_uyvy_rows() && cpu_flags_at_load().m_avx2) sets.push_back({"avx2", avx2_bgra_to_uyvy_rows()});
-    return sets;
+    return {{"ssse3", &ssse3_bgra_to_uyvy_rows()}};
 }
 
 // Pixels for the colour row: random bytes, or (every_value) 768 pixels that hold every value of
@@ -384,7 +367,7 @@ void compare_row_sets(const row_set_case_t& c, uint32_t matrix, const std::vecto
     }
 }
 
-// Heights around the bands of both vector sets: 15 and 31 rows dithered at a time.
+// Heights around the bands of the vector set: 15 rows dithered at a time.
 const int k_band_heights[] = {1, 2, 3, 4, 5, 7, 8, 9, 13, 14, 15, 16, 17, 30, 31, 32, 33, 46, 63, 64};
 
 TEST(bgra_to_uyvy_row_sets, vector_sets_give_the_reference_bytes_at_every_small_width) {
