@@ -9,6 +9,7 @@ packages=(
     libyuv-dev libplist-dev libsimde-dev
     libswscale-dev libavutil-dev
     libavahi-compat-libdnssd-dev
+    gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     python3
 )
 
