@@ -2,6 +2,7 @@
 // process, so this process's CPU time is the receiver's) for UYVY and BGRA, and prints per format:
 // frames received, receiver CPU time per frame beside the time of one memcpy of the frame's bytes,
 // and the latency from the send time stamped in each frame to its first hand-out (p50, p99).
+// Last, the CPU time of a receiver whose source is absent.
 // Usage: receive_bench [seconds per format, default 5]
 #include <zav/zav_lib.h>
 #include <zav/zav_lib_ext.h>
@@ -145,6 +146,20 @@ result_t run(const char* format, const char* sampling, std::size_t bytes_per_pix
     return result;
 }
 
+// CPU time a receiver costs while its source is absent (lookups, refused connects, back-off).
+double absent_source_cpu(double seconds) {
+    setenv("ZAV_SOURCES", "/nonexistent/zav/sources", 1);
+    ZAVlib_recv_create_v3_t settings;
+    settings.source_to_connect_to.p_zav_name = "NOWHERE (Absent Source)";
+    ZAVlib_recv_instance_t recv = ZAVlib_recv_create_v4(&settings, nullptr);
+    const double before = cpu_seconds();
+    std::this_thread::sleep_for(duration<double>(seconds));
+    const double used = cpu_seconds() - before;
+    ZAVlib_recv_destroy(recv);
+    unsetenv("ZAV_SOURCES");
+    return used;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -159,5 +174,8 @@ int main(int argc, char** argv) {
         std::printf("%-6s %10.2f %8llu %16.3f %14.3f %8.2f %9.2f ms %9.2f ms\n", r.format, double(r.frame_bytes) / 1e6,
                     static_cast<unsigned long long>(r.frames), r.cpu_per_frame * 1e3, r.memcpy_time * 1e3,
                     r.memcpy_time > 0 ? r.cpu_per_frame / r.memcpy_time : 0, r.p50, r.p99);
+    const double absent_seconds = 3;
+    std::printf("receiver with an absent source: %.2f ms CPU in %.0f s\n", absent_source_cpu(absent_seconds) * 1e3,
+                absent_seconds);
     return 0;
 }
