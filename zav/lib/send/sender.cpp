@@ -88,8 +88,20 @@ std::size_t sender_t::receivers() const {
 }
 
 void sender_t::send(const uint8_t* p_picture, std::size_t stride, int64_t send_time_100ns) {
-    auto bytes = std::make_shared<std::vector<uint8_t>>();
-    bytes->reserve(m_settings.params.frame_bytes() + m_settings.params.frame_bytes() / 16 + 4096);
+    // A buffer no receiver still holds is filled again: a fresh one per frame would fault in
+    // megabytes of new pages every frame.
+    std::shared_ptr<std::vector<uint8_t>> bytes;
+    for (const auto& spare : m_spare_buffers)
+        if (spare.use_count() == 1) {
+            bytes = spare;
+            break;
+        }
+    if (!bytes) {
+        bytes = std::make_shared<std::vector<uint8_t>>();
+        bytes->reserve(m_settings.params.frame_bytes() + m_settings.params.frame_bytes() / 16 + 4096);
+        if (m_spare_buffers.size() < 4) m_spare_buffers.push_back(bytes);
+    }
+    bytes->clear();
     const uint32_t rtp_timestamp = uint32_t(uint64_t(send_time_100ns) * 9 / 1000);
     packetise_picture(m_settings.params, {p_picture, stride}, rtp_timestamp,
                       m_settings.stamp_send_time ? send_time_100ns : 0, m_settings.max_packet_bytes, &m_packetiser,

@@ -61,6 +61,7 @@ private:
     std::atomic<bool> m_stop{false};
     std::atomic<uint64_t> m_skipped{0};
     packetiser_state_t m_packetiser;
+    std::vector<std::shared_ptr<std::vector<uint8_t>>> m_spare_buffers;  // used only by send()
     std::thread m_thread;
 
     mutable std::mutex m_mutex;  // guards m_clients
