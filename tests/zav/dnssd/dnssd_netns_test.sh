@@ -52,6 +52,7 @@ cleanup() {
         fi
         rm -rf "/etc/netns/$ns"
     done
+    rmdir /etc/netns 2>/dev/null || true  # only when nothing else is in it
     rm -rf "$work"
 }
 trap cleanup EXIT
