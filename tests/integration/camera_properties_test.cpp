@@ -29,8 +29,7 @@ TEST_F(camera_properties_t, device_is_a_live_virtual_input_device_that_is_not_ru
     EXPECT_EQ(read_property<UInt32>(device, kCMIODevicePropertyDeviceIsRunningSomewhere), 0u);
     EXPECT_EQ(read_property<int32_t>(device, kCMIODevicePropertyHogMode), -1);
     EXPECT_EQ(read_property<UInt32>(device, kCMIODevicePropertyDeviceCanBeDefaultDevice), 0u);
-    EXPECT_EQ(read_property<UInt32>(device, kCMIODevicePropertyDeviceCanBeDefaultDevice,
-                                    kCMIODevicePropertyScopeInput),
+    EXPECT_EQ(read_property<UInt32>(device, kCMIODevicePropertyDeviceCanBeDefaultDevice, kCMIODevicePropertyScopeInput),
               1u);
     EXPECT_EQ(read_property<CMIOClassID>(device, kCMIOObjectPropertyClass), CMIOClassID(kCMIODeviceClassID));
 }

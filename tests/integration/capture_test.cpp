@@ -86,8 +86,8 @@ std::vector<uint8_t> expected_bgra(scripted_source::frame_t& frame, uint32_t dw,
     const vImage_Buffer src = image_of(frame);
     const vImage_Buffer dst = {out.data(), dh, dw, std::size_t(dw) * 4};
     if (uint64_t(dh) * src.width == uint64_t(dw) * src.height) {
-        std::vector<uint8_t> temp(std::size_t(std::max<vImage_Error>(
-            vImageScale_ARGB8888(&src, &dst, nullptr, kvImageGetTempBufferSize), 1)));
+        std::vector<uint8_t> temp(std::size_t(
+            std::max<vImage_Error>(vImageScale_ARGB8888(&src, &dst, nullptr, kvImageGetTempBufferSize), 1)));
         EXPECT_EQ(vImageScale_ARGB8888(&src, &dst, temp.data(), kvImageNoFlags), kvImageNoError);
     } else {
         const float scale = std::min(float(dw) / float(src.width), float(dh) / float(src.height));
@@ -95,9 +95,9 @@ std::vector<uint8_t> expected_bgra(scripted_source::frame_t& frame, uint32_t dw,
         const Pixel_8888 background = {0, 0, 0, 0};
         std::vector<uint8_t> temp(std::size_t(std::max<vImage_Error>(
             vImageAffineWarp_ARGB8888(&src, &dst, nullptr, &transform, background, kvImageGetTempBufferSize), 1)));
-        EXPECT_EQ(vImageAffineWarp_ARGB8888(&src, &dst, temp.data(), &transform, background,
-                                            kvImageBackgroundColorFill),
-                  kvImageNoError);
+        EXPECT_EQ(
+            vImageAffineWarp_ARGB8888(&src, &dst, temp.data(), &transform, background, kvImageBackgroundColorFill),
+            kvImageNoError);
     }
     return out;
 }
@@ -151,26 +151,26 @@ TEST_P(camera_pictures_t, equal_the_pixel_engine_or_vimage_on_the_same_frame) {
 
 // A 4:2:2 source reaches a '2vuy' stream as UYVY and a 'BGRA' stream as BGRX (the library
 // converts); a BGRA source reaches a '2vuy' stream as BGRA and a 'BGRA' stream labelled BGRX.
-INSTANTIATE_TEST_SUITE_P(
-    sources_and_outputs, camera_pictures_t,
-    ::testing::Values(
-        picture_case_t{"uyvy_into_2vuy_equal_aspect", kCVPixelFormatType_422YpCbCr8, ZAVlib_FourCC_video_type_UYVY,
-                       640, 360, 320, 180},
-        picture_case_t{"uyvy_into_2vuy_same_size", kCVPixelFormatType_422YpCbCr8, ZAVlib_FourCC_video_type_UYVY, 320,
-                       180, 320, 180},
-        picture_case_t{"uyvy_4x3_into_2vuy_16x9", kCVPixelFormatType_422YpCbCr8, ZAVlib_FourCC_video_type_UYVY, 640,
-                       480, 320, 180},
-        picture_case_t{"uyvy_16x9_into_2vuy_4x3", kCVPixelFormatType_422YpCbCr8, ZAVlib_FourCC_video_type_UYVY, 640,
-                       360, 320, 240},
-        picture_case_t{"bgra_into_2vuy_equal_aspect", kCVPixelFormatType_422YpCbCr8, ZAVlib_FourCC_video_type_BGRA,
-                       640, 360, 320, 180},
-        picture_case_t{"bgra_square_into_2vuy_16x9", kCVPixelFormatType_422YpCbCr8, ZAVlib_FourCC_video_type_BGRA,
-                       360, 360, 320, 180},
-        picture_case_t{"bgrx_into_bgra_equal_aspect", kCVPixelFormatType_32BGRA, ZAVlib_FourCC_video_type_BGRX, 640,
-                       360, 320, 180},
-        picture_case_t{"bgrx_4x3_into_bgra_16x9", kCVPixelFormatType_32BGRA, ZAVlib_FourCC_video_type_BGRX, 640, 480,
-                       320, 180}),
-    [](const ::testing::TestParamInfo<picture_case_t>& param_info) { return std::string(param_info.param.name); });
+INSTANTIATE_TEST_SUITE_P(sources_and_outputs, camera_pictures_t,
+                         ::testing::Values(picture_case_t{"uyvy_into_2vuy_equal_aspect", kCVPixelFormatType_422YpCbCr8,
+                                                          ZAVlib_FourCC_video_type_UYVY, 640, 360, 320, 180},
+                                           picture_case_t{"uyvy_into_2vuy_same_size", kCVPixelFormatType_422YpCbCr8,
+                                                          ZAVlib_FourCC_video_type_UYVY, 320, 180, 320, 180},
+                                           picture_case_t{"uyvy_4x3_into_2vuy_16x9", kCVPixelFormatType_422YpCbCr8,
+                                                          ZAVlib_FourCC_video_type_UYVY, 640, 480, 320, 180},
+                                           picture_case_t{"uyvy_16x9_into_2vuy_4x3", kCVPixelFormatType_422YpCbCr8,
+                                                          ZAVlib_FourCC_video_type_UYVY, 640, 360, 320, 240},
+                                           picture_case_t{"bgra_into_2vuy_equal_aspect", kCVPixelFormatType_422YpCbCr8,
+                                                          ZAVlib_FourCC_video_type_BGRA, 640, 360, 320, 180},
+                                           picture_case_t{"bgra_square_into_2vuy_16x9", kCVPixelFormatType_422YpCbCr8,
+                                                          ZAVlib_FourCC_video_type_BGRA, 360, 360, 320, 180},
+                                           picture_case_t{"bgrx_into_bgra_equal_aspect", kCVPixelFormatType_32BGRA,
+                                                          ZAVlib_FourCC_video_type_BGRX, 640, 360, 320, 180},
+                                           picture_case_t{"bgrx_4x3_into_bgra_16x9", kCVPixelFormatType_32BGRA,
+                                                          ZAVlib_FourCC_video_type_BGRX, 640, 480, 320, 180}),
+                         [](const ::testing::TestParamInfo<picture_case_t>& param_info) {
+                             return std::string(param_info.param.name);
+                         });
 
 using camera_streaming_t = zav_camera_fixture_t;
 
@@ -381,7 +381,9 @@ INSTANTIATE_TEST_SUITE_P(
                       start_failure_case_t{"pixel_buffer_pool",
                                            "Failed to create ZAV receiving pixel buffer pool",
                                            {"recv_create", "framesync_create", "framesync_destroy", "recv_destroy"}}),
-    [](const ::testing::TestParamInfo<start_failure_case_t>& param_info) { return std::string(param_info.param.name); });
+    [](const ::testing::TestParamInfo<start_failure_case_t>& param_info) {
+        return std::string(param_info.param.name);
+    });
 
 TEST_F(camera_streaming_t, frames_without_a_free_pool_buffer_are_handed_back_and_not_sent) {
     zav_platform::probe::set_failure(zav_platform::probe::failing_call_t::pool_create_pixel_buffer,

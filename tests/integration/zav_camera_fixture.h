@@ -47,8 +47,7 @@ protected:
         std::ostringstream types;
         for (const auto& [name, count] : zav_platform::probe::live_objects_by_type())
             types << ' ' << name << '=' << count;
-        EXPECT_EQ(std::ptrdiff_t(zav_platform::probe::live_object_count()) - std::ptrdiff_t(m_live_at_start),
-                  0)
+        EXPECT_EQ(std::ptrdiff_t(zav_platform::probe::live_object_count()) - std::ptrdiff_t(m_live_at_start), 0)
             << "Core Foundation objects alive after stop and teardown; by type:" << types.str();
     }
 
