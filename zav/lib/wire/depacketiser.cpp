@@ -85,6 +85,7 @@ frame_ptr_t depacketiser_t::push(const uint8_t* p_packet, std::size_t size) {
         m_frame->rtp_timestamp = packet.timestamp;
         m_frame_damaged = false;
         m_frame_bytes_have = 0;
+        m_line_fill.assign(std::size_t(m_params.height), 0);
     } else if (!m_have_sequence || sequence != m_next_sequence) {
         m_frame_damaged = true;
     }
@@ -141,8 +142,10 @@ bool depacketiser_t::write_segments(const uint8_t* p_payload, std::size_t payloa
             ++m_counters.segments_outside;
             return false;
         }
-        std::memcpy(m_frame->p_data + s.line * m_row_bytes + s.offset / group_pixels * group_bytes, p_payload + at,
-                    s.length);
+        const std::size_t line_offset = s.offset / group_pixels * group_bytes;
+        if (line_offset != m_line_fill[s.line]) return false;
+        std::memcpy(m_frame->p_data + s.line * m_row_bytes + line_offset, p_payload + at, s.length);
+        m_line_fill[s.line] += s.length;
         m_frame_bytes_have += s.length;
         at += s.length;
     }

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "wire/frame.h"
 #include "wire/video_params.h"
@@ -51,6 +52,9 @@ private:
     frame_ptr_t m_frame;           // in progress, null between frames
     bool m_frame_damaged = false;  // a packet of it went missing or was refused
     std::size_t m_frame_bytes_have = 0;
+    // Bytes of each line received so far: a line's segments must follow on from each other, so a
+    // repeated or overlapping segment cannot stand in for a missing one.
+    std::vector<std::size_t> m_line_fill;
     uint32_t m_next_sequence = 0;  // extended sequence number expected next
     bool m_have_sequence = false;
 };

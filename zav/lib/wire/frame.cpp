@@ -18,19 +18,17 @@ frame_ptr_t frame_pool_t::acquire(std::size_t bytes) {
         while (!m_free.empty() && !frame) {
             std::unique_ptr<frame_t> candidate = std::move(m_free.back());
             m_free.pop_back();
-            if (candidate->capacity >= bytes && candidate->capacity <= 2 * bytes) frame = std::move(candidate);
+            if (candidate->capacity == bytes) frame = std::move(candidate);
         }
     }
     if (!frame) {
         frame.reset(new frame_t);
-        // 64-byte alignment of rows' start keeps the vector kernels of the readers on their fast path.
-        frame->storage.reset(new uint8_t[bytes + 64]);
-        const uintptr_t base = reinterpret_cast<uintptr_t>(frame->storage.get());
-        frame->p_data = frame->storage.get() + ((64 - base % 64) % 64);
+        frame->storage.reset(static_cast<uint8_t*>(::operator new[](bytes ? bytes : 1, std::align_val_t(64))));
+        frame->p_data = frame->storage.get();
         frame->capacity = bytes;
     }
     uint8_t* p_data = frame->p_data;
-    std::unique_ptr<uint8_t[]> storage = std::move(frame->storage);
+    picture_storage_t storage = std::move(frame->storage);
     const std::size_t capacity = frame->capacity;
     *frame = frame_t{};
     frame->p_data = p_data;

@@ -8,9 +8,17 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <vector>
 
 namespace Drivers::Mac::ZAV {
+
+// Picture memory on a 64-byte boundary (the vector kernels of readers prefer it), exactly as large
+// as asked, so that any write past a picture's end is a write past its allocation.
+struct aligned_delete_t {
+    void operator()(uint8_t* p) const { ::operator delete[](p, std::align_val_t(64)); }
+};
+using picture_storage_t = std::unique_ptr<uint8_t[], aligned_delete_t>;
 
 struct frame_t {
     int width = 0;
@@ -23,7 +31,7 @@ struct frame_t {
     int64_t send_time_100ns = 0;
     uint8_t* p_data = nullptr;
     std::size_t capacity = 0;
-    std::unique_ptr<uint8_t[]> storage;
+    picture_storage_t storage;
 };
 
 using frame_ptr_t = std::shared_ptr<frame_t>;
@@ -34,7 +42,7 @@ class frame_pool_t : public std::enable_shared_from_this<frame_pool_t> {
 public:
     static std::shared_ptr<frame_pool_t> create(std::size_t keep = 4);
 
-    // A frame whose buffer holds at least `bytes`; its other fields are reset.
+    // A frame whose buffer holds exactly `bytes`; its other fields are reset.
     frame_ptr_t acquire(std::size_t bytes);
     std::size_t kept() const;
 
