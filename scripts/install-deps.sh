@@ -8,7 +8,7 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     libyuv-dev libplist-dev libsimde-dev
     libswscale-dev libavutil-dev
-    libavahi-compat-libdnssd-dev
+    libavahi-compat-libdnssd-dev libpng-dev
     python3
 )
 
