@@ -35,7 +35,9 @@ struct picture_t {
         f.line_stride_in_bytes = stride;
         return f;
     }
-    vImage_Buffer image() { return {bytes.data(), vImagePixelCount(height), vImagePixelCount(width), std::size_t(stride)}; }
+    vImage_Buffer image() {
+        return {bytes.data(), vImagePixelCount(height), vImagePixelCount(width), std::size_t(stride)};
+    }
 };
 
 // An output image prefilled with a marker so that untouched bytes show.
@@ -44,8 +46,8 @@ struct output_t {
     vImage_Buffer image;
     output_t(int width, int height, int bytes_per_pixel)
         : bytes(std::size_t(width * bytes_per_pixel) * std::size_t(height), 0x5A),
-          image{bytes.data(), vImagePixelCount(height), vImagePixelCount(width),
-                std::size_t(width * bytes_per_pixel)} {}
+          image{bytes.data(), vImagePixelCount(height), vImagePixelCount(width), std::size_t(width * bytes_per_pixel)} {
+    }
 };
 
 class frame_fill_t : public zav_test::cf_leak_fixture_t {

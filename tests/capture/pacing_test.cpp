@@ -24,16 +24,13 @@ TEST_P(frame_interval_t, is_a_whole_number_of_ticks) {
     EXPECT_EQ(interval * c.num, k_pacing_ticks_per_second * c.den) << "not exact";
 }
 
-INSTANTIATE_TEST_SUITE_P(common_rates, frame_interval_t,
-                         ::testing::Values(rate_case_t{"fps_24", 24, 1, 2940000}, rate_case_t{"fps_25", 25, 1, 2822400},
-                                           rate_case_t{"fps_30", 30000, 1000, 2352000},
-                                           rate_case_t{"fps_50", 50, 1, 1411200}, rate_case_t{"fps_60", 60, 1, 1176000},
-                                           rate_case_t{"fps_23_976", 24000, 1001, 2942940},
-                                           rate_case_t{"fps_29_97", 30000, 1001, 2354352},
-                                           rate_case_t{"fps_59_94", 60000, 1001, 1177176}),
-                         [](const ::testing::TestParamInfo<rate_case_t>& param_info) {
-                             return std::string(param_info.param.name);
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    common_rates, frame_interval_t,
+    ::testing::Values(rate_case_t{"fps_24", 24, 1, 2940000}, rate_case_t{"fps_25", 25, 1, 2822400},
+                      rate_case_t{"fps_30", 30000, 1000, 2352000}, rate_case_t{"fps_50", 50, 1, 1411200},
+                      rate_case_t{"fps_60", 60, 1, 1176000}, rate_case_t{"fps_23_976", 24000, 1001, 2942940},
+                      rate_case_t{"fps_29_97", 30000, 1001, 2354352}, rate_case_t{"fps_59_94", 60000, 1001, 1177176}),
+    [](const ::testing::TestParamInfo<rate_case_t>& param_info) { return std::string(param_info.param.name); });
 
 TEST(pacing_deadline, after_30000_frames_at_29_97_is_exactly_1001_seconds) {
     const int64_t elapsed = 30000 * rescale_rounded(k_pacing_ticks_per_second, 1001, 30000);

@@ -17,6 +17,7 @@ struct state_t {
     frame_t frame;
     bool fail_receiver = false;
     bool fail_framesync = false;
+    bool copy = true;
     std::chrono::milliseconds next_delay{0};
     std::vector<std::string> calls;
     std::vector<settings_t> receivers;
@@ -44,6 +45,7 @@ void reset() {
     s.live = false;
     s.frame = frame_t{};
     s.fail_receiver = s.fail_framesync = false;
+    s.copy = true;
     s.next_delay = std::chrono::milliseconds(0);
     s.calls.clear();
     s.receivers.clear();
@@ -71,6 +73,11 @@ void fail_receiver_create(bool fail) {
 void fail_framesync_create(bool fail) {
     std::lock_guard<std::mutex> lock(state().mutex);
     state().fail_framesync = fail;
+}
+
+void copy_each_pull(bool copy) {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().copy = copy;
 }
 
 void delay_next_pull(std::chrono::milliseconds delay) {
@@ -177,8 +184,11 @@ void ZAVlib_framesync_capture_video(ZAVlib_framesync_instance_t, ZAVlib_video_fr
         if (s.live) {
             // A copy per pull, so that a frame used after it was handed back, or never handed
             // back, shows up under the sanitizers.
-            auto* const copy = new uint8_t[std::max<std::size_t>(s.frame.bytes.size(), 1)];
-            std::copy(s.frame.bytes.begin(), s.frame.bytes.end(), copy);
+            uint8_t* copy = s.frame.bytes.data();
+            if (s.copy) {
+                copy = new uint8_t[std::max<std::size_t>(s.frame.bytes.size(), 1)];
+                std::copy(s.frame.bytes.begin(), s.frame.bytes.end(), copy);
+            }
             p_video_data->xres = s.frame.width;
             p_video_data->yres = s.frame.height;
             p_video_data->FourCC = s.frame.fourcc;
@@ -194,7 +204,7 @@ void ZAVlib_framesync_capture_video(ZAVlib_framesync_instance_t, ZAVlib_video_fr
 void ZAVlib_framesync_free_video(ZAVlib_framesync_instance_t, ZAVlib_video_frame_v2_t* p_video_data) {
     std::lock_guard<std::mutex> lock(state().mutex);
     state().calls.push_back("free");
-    delete[] p_video_data->p_data;
+    if (state().copy) delete[] p_video_data->p_data;
     p_video_data->p_data = nullptr;
     ++state().freed;
 }

@@ -44,6 +44,9 @@ ZAV_SCRIPTED_API void go_quiet();
 
 ZAV_SCRIPTED_API void fail_receiver_create(bool fail);
 ZAV_SCRIPTED_API void fail_framesync_create(bool fail);
+// When false (the default is true), pulls hand out the sent picture itself instead of a copy, so
+// that a benchmark measures the plug-in and not the double.
+ZAV_SCRIPTED_API void copy_each_pull(bool copy);
 // The next pull blocks this long before it answers.
 ZAV_SCRIPTED_API void delay_next_pull(std::chrono::milliseconds delay);
 
