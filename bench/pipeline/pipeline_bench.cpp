@@ -40,8 +40,7 @@ struct recorder_t {
         auto* const self = static_cast<recorder_t*>(refcon);
         timespec cpu{};
         clock_gettime(CLOCK_THREAD_CPUTIME_ID, &cpu);
-        const double now =
-            std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+        const double now = std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
         std::lock_guard<std::mutex> lock(self->mutex);
         self->thread_cpu_seconds.push_back(double(cpu.tv_sec) + double(cpu.tv_nsec) * 1e-9);
         self->arrival_seconds.push_back(now);
@@ -82,8 +81,8 @@ bool stream_through_dal(OSType output, int width, int height, const source::fram
         return false;
     bool ok = CMIODeviceStartStream(camera.device(), camera.stream()) == kCMIOHardwareNoError;
     if (ok) {
-        drain(queue, std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                                            std::chrono::duration<double>(seconds)));
+        drain(queue, std::chrono::steady_clock::now() +
+                         std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(seconds)));
         ok = CMIODeviceStopStream(camera.device(), camera.stream()) == kCMIOHardwareNoError;
     }
     drain(queue, std::chrono::steady_clock::now());
@@ -109,7 +108,8 @@ pacing_t pacing_error(const std::vector<double>& arrivals, double interval) {
     pacing_t result;
     if (arrivals.size() < 10) return result;
     std::vector<double> offsets;
-    for (std::size_t n = 0; n < arrivals.size(); ++n) offsets.push_back(arrivals[n] - arrivals[0] - double(n) * interval);
+    for (std::size_t n = 0; n < arrivals.size(); ++n)
+        offsets.push_back(arrivals[n] - arrivals[0] - double(n) * interval);
     std::vector<double> sorted = offsets;
     std::sort(sorted.begin(), sorted.end());
     const double anchor = sorted[sorted.size() / 2];
@@ -136,8 +136,8 @@ pacing_t pacing_on_stream(int num, int den, double seconds) {
         CMSimpleQueueRef queue = nullptr;
         stream.copy_buffer_queue(&recorder_t::record, &recorder, &queue);
         stream.start();
-        drain(queue, std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                                            std::chrono::duration<double>(seconds)));
+        drain(queue, std::chrono::steady_clock::now() +
+                         std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(seconds)));
         stream.stop();
         drain(queue, std::chrono::steady_clock::now());
         CFRelease(queue);
@@ -178,8 +178,8 @@ int main(int argc, char** argv) {
     std::printf("\n%-44s %8s %10s %10s %10s\n", "pacing error (|arrival - schedule|)", "samples", "p50 ms", "p99 ms",
                 "max ms");
     recorder_t recorder;
-    if (stream_through_dal(kCVPixelFormatType_422YpCbCr8, 1280, 720, make_frame(ZAVlib_FourCC_video_type_UYVY, 1280, 720),
-                           pacing_seconds, recorder)) {
+    if (stream_through_dal(kCVPixelFormatType_422YpCbCr8, 1280, 720,
+                           make_frame(ZAVlib_FourCC_video_type_UYVY, 1280, 720), pacing_seconds, recorder)) {
         const pacing_t p = pacing_error(recorder.arrival_seconds, 1.0 / 30.0);
         std::printf("%-44s %8zu %10.3f %10.3f %10.3f\n", "30 fps, through the DAL system", p.samples, p.p50_ms,
                     p.p99_ms, p.max_ms);

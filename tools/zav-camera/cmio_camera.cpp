@@ -158,7 +158,8 @@ bool running_stream_t::next(sample_t& sample, std::chrono::milliseconds timeout,
         // Woken by the queue-altered procedure; the short wait also covers a sample that came
         // between the dequeue and the wait.
         std::unique_lock<std::mutex> lock(m_mutex);
-        if (m_signal.wait_until(lock, std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(5)),
+        if (m_signal.wait_until(lock,
+                                std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(5)),
                                 [this] { return m_pending > 0; }))
             m_pending = 0;
         if (std::chrono::steady_clock::now() >= deadline && CMSimpleQueueGetCount(m_p_queue) == 0) return false;

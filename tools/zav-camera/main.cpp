@@ -67,8 +67,8 @@ int info(const std::string& name) {
     std::printf("  alive:               %u\n", uint_property(device, kCMIODevicePropertyDeviceIsAlive, 0));
     std::printf("  running:             %u\n", uint_property(device, kCMIODevicePropertyDeviceIsRunning, 0));
     std::printf("  running somewhere:   %u\n", uint_property(device, kCMIODevicePropertyDeviceIsRunningSomewhere, 0));
-    std::printf("  can be default:      %u\n", uint_property(device, kCMIODevicePropertyDeviceCanBeDefaultDevice, 0,
-                                                             kCMIODevicePropertyScopeInput));
+    std::printf("  can be default:      %u\n",
+                uint_property(device, kCMIODevicePropertyDeviceCanBeDefaultDevice, 0, kCMIODevicePropertyScopeInput));
     std::printf("  hog mode:            %d\n", int32_t(uint_property(device, kCMIODevicePropertyHogMode, 0)));
     std::printf("  device master:       %d\n", int32_t(uint_property(device, kCMIODevicePropertyDeviceMaster, 0)));
     std::printf("  suspended by user:   %u\n", uint_property(device, kCMIODevicePropertySuspendedByUser, 0));
@@ -143,9 +143,9 @@ bool apply_format(CMIOStreamID stream, const stream_options_t& options) {
                                    &description);
     const CMIOObjectPropertyAddress where = {kCMIOStreamPropertyFormatDescription, kCMIOObjectPropertyScopeGlobal,
                                              kCMIOObjectPropertyElementMain};
-    const OSStatus status = description != nullptr
-                                ? CMIOObjectSetPropertyData(stream, &where, 0, nullptr, sizeof(description), &description)
-                                : OSStatus(kCMIOHardwareUnspecifiedError);
+    const OSStatus status = description != nullptr ? CMIOObjectSetPropertyData(stream, &where, 0, nullptr,
+                                                                               sizeof(description), &description)
+                                                   : OSStatus(kCMIOHardwareUnspecifiedError);
     if (description != nullptr) CFRelease(description);
     if (status != kCMIOHardwareNoError) {
         std::fprintf(stderr, "zav-camera: %s refused the format %s (status %d)\n", k_camera_name,
@@ -188,8 +188,8 @@ int stream_command(const stream_options_t& options) {
             return k_file_error;
         }
     }
-    std::printf("streaming %s from %s at %.3f fps for %.1f s\n", format_text(format).c_str(), k_camera_name,
-                frame_rate, options.seconds);
+    std::printf("streaming %s from %s at %.3f fps for %.1f s\n", format_text(format).c_str(), k_camera_name, frame_rate,
+                options.seconds);
 
     running_stream_t running(device, stream);
     if (running.status() != kCMIOHardwareNoError) {
@@ -199,7 +199,8 @@ int stream_command(const stream_options_t& options) {
     const bool live_status = isatty(STDOUT_FILENO) != 0;
     stream_stats_t stats;
     const auto start = clock_type::now();
-    const auto end = start + std::chrono::duration_cast<clock_type::duration>(std::chrono::duration<double>(options.seconds));
+    const auto end =
+        start + std::chrono::duration_cast<clock_type::duration>(std::chrono::duration<double>(options.seconds));
     auto next_status = start;
     sample_t sample;
     while (clock_type::now() < end) {
@@ -219,8 +220,8 @@ int stream_command(const stream_options_t& options) {
         }
         if (live_status && clock_type::now() >= next_status) {
             std::printf("\r");
-            stats.print(stdout, std::chrono::duration<double>(clock_type::now() - start).count(),
-                        running.queue_depth(), "   ");
+            stats.print(stdout, std::chrono::duration<double>(clock_type::now() - start).count(), running.queue_depth(),
+                        "   ");
             std::fflush(stdout);
             next_status = clock_type::now() + std::chrono::milliseconds(250);
         }
