@@ -113,7 +113,10 @@ void simple_input_stream_t::fill(const ZAVlib_video_frame_v2_t& frame, const vIm
         alpha = new uint8_t[std::size_t(frame.xres) * std::size_t(frame.yres)];
     }
     if (buffer == nullptr) {
-        // Nothing to convert into: the picture cannot be made this time.
+        // Nothing to convert into: the picture cannot be made this time, and the next frame
+        // tries again from an empty cache.
+        delete[] alpha;
+        alpha = nullptr;
         zero_image(dst);
         return;
     }

@@ -116,6 +116,19 @@ TEST_F(frame_fill_t, conversion_buffer_is_kept_for_same_size_frames_and_made_aga
     EXPECT_EQ(zav_platform::probe::live_object_count(CVPixelBufferGetTypeID()), 1u);
 }
 
+TEST_F(frame_fill_t, bgra_frame_without_a_conversion_buffer_gives_a_black_picture_and_keeps_nothing) {
+    zav_platform::probe::set_failure(zav_platform::probe::failing_call_t::pixel_buffer_create,
+                                     kCVReturnAllocationFailed);
+    const video_format_t format(ZAVlib_FourCC_video_type_UYVY, 64, 36, 30, 1);
+    picture_t source(ZAVlib_FourCC_video_type_BGRA, 128, 72);
+    output_t out(64, 36, 2);
+    simple_input_stream_t::fill(source.frame(), out.image, format, m_scratch, m_cache);
+    simple_input_stream_t::fill(source.frame(), out.image, format, m_scratch, m_cache);
+    EXPECT_EQ(out.bytes, std::vector<uint8_t>(out.bytes.size(), 0));
+    EXPECT_EQ(m_cache.first, nullptr);
+    EXPECT_EQ(m_cache.second, nullptr);
+}
+
 TEST_F(frame_fill_t, bgrx_frame_into_a_bgra_stream_at_equal_aspect_is_vimage_scale) {
     picture_t source(ZAVlib_FourCC_video_type_BGRX, 128, 72);
     output_t out(64, 36, 4), expected(64, 36, 4);
