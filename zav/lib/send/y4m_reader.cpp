@@ -1,8 +1,6 @@
 #include "send/y4m_reader.h"
 
-#include <libyuv/convert_argb.h>
-#include <libyuv/convert_from.h>
-#include <libyuv/planar_functions.h>
+#include "common/pixel_convert.h"
 
 #include <cstring>
 #include <sstream>
@@ -92,18 +90,13 @@ const uint8_t* y4m_reader_t::next(sampling_e sampling) {
     const uint8_t* y = m_planes.data();
     const uint8_t* u = y + std::size_t(w) * std::size_t(h);
     const uint8_t* v = u + std::size_t(cw) * std::size_t(m_422 ? h : (h + 1) / 2);
+    const planar_picture_t planes{y, u, v, w, h, !m_422};
     if (sampling == sampling_e::ycbcr_422) {
         m_out.resize(std::size_t(w) * 2 * std::size_t(h));
-        if (m_422)
-            libyuv::I422ToUYVY(y, w, u, cw, v, cw, m_out.data(), w * 2, w, h);
-        else
-            libyuv::I420ToUYVY(y, w, u, cw, v, cw, m_out.data(), w * 2, w, h);
+        planar_to_uyvy(planes, m_out.data(), w * 2);
     } else {
         m_out.resize(std::size_t(w) * 4 * std::size_t(h));
-        if (m_422)
-            libyuv::I422ToARGBMatrix(y, w, u, cw, v, cw, m_out.data(), w * 4, &libyuv::kYuvH709Constants, w, h);
-        else
-            libyuv::I420ToARGBMatrix(y, w, u, cw, v, cw, m_out.data(), w * 4, &libyuv::kYuvH709Constants, w, h);
+        planar_to_bgra_709(planes, m_out.data(), w * 4);
     }
     return m_out.data();
 }

@@ -15,11 +15,13 @@ frame_ptr_t frame_pool_t::acquire(std::size_t bytes) {
     std::unique_ptr<frame_t> frame;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        while (!m_free.empty() && !frame) {
-            std::unique_ptr<frame_t> candidate = std::move(m_free.back());
-            m_free.pop_back();
-            if (candidate->capacity == bytes) frame = std::move(candidate);
-        }
+        // Buffers of other sizes stay: a receiver that converts keeps two sizes in turn.
+        for (auto it = m_free.begin(); it != m_free.end(); ++it)
+            if ((*it)->capacity == bytes) {
+                frame = std::move(*it);
+                m_free.erase(it);
+                break;
+            }
     }
     if (!frame) {
         frame.reset(new frame_t);
@@ -46,7 +48,8 @@ frame_ptr_t frame_pool_t::acquire(std::size_t bytes) {
 void frame_pool_t::give_back(frame_t* p_frame) {
     std::unique_ptr<frame_t> frame(p_frame);
     std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_free.size() < m_keep) m_free.push_back(std::move(frame));
+    if (m_free.size() == m_keep) m_free.erase(m_free.begin());  // the longest unused goes
+    if (m_keep > 0) m_free.push_back(std::move(frame));
 }
 
 }  // namespace Drivers::Mac::ZAV
