@@ -202,9 +202,13 @@ TEST_F(camera_streaming_t, new_frames_have_consecutive_sequence_numbers_and_time
     ASSERT_EQ(samples.size(), 5u);
     // The first time is whole seconds of absolute time over a nanosecond timescale.
     const int64_t now_seconds = int64_t(CFAbsoluteTimeGetCurrent());
-    EXPECT_EQ(samples[0].presentation_time.timescale, 1000000000);
-    EXPECT_LE(samples[0].presentation_time.value, now_seconds);
-    EXPECT_GE(samples[0].presentation_time.value, now_seconds - 10);
+    // CMTime is a packed record: its fields are copied out before they are compared.
+    const CMTime first = samples[0].presentation_time;
+    const int32_t timescale = first.timescale;
+    const int64_t seconds = first.value;
+    EXPECT_EQ(timescale, 1000000000);
+    EXPECT_LE(seconds, now_seconds);
+    EXPECT_GE(seconds, now_seconds - 10);
     for (std::size_t i = 0; i < samples.size(); ++i) {
         SCOPED_TRACE(i);
         EXPECT_EQ(samples[i].sequence_number, i);
@@ -242,7 +246,8 @@ TEST_F(camera_streaming_t, quiet_source_repeats_the_last_picture_as_a_discontinu
     for (const sample_t& repeat : repeats) {
         EXPECT_EQ(repeat.discontinuity, uint32_t(kCMIOSampleBufferDiscontinuityFlag_UnknownDiscontinuity));
         EXPECT_EQ(repeat.pixels, samples[0].pixels);
-        EXPECT_EQ(repeat.presentation_time.timescale, 1000000000);
+        const int32_t timescale = repeat.presentation_time.timescale;
+        EXPECT_EQ(timescale, 1000000000);
     }
 
     zav_platform::probe::clear_records();
@@ -263,22 +268,6 @@ TEST_F(camera_streaming_t, quiet_source_repeats_the_last_picture_as_a_discontinu
     ASSERT_GE(resync_of_new_frames.size(), 2u);
     EXPECT_FALSE(resync_of_new_frames.back());
     EXPECT_EQ(CMTimeCompare(back[1].presentation_time, CMTimeAdd(back[0].presentation_time, back[0].duration)), 0);
-}
-
-TEST_F(camera_streaming_t, client_that_does_not_drain_keeps_sixteen_samples_and_the_rest_are_dropped) {
-    ASSERT_EQ(camera().set_format(kCVPixelFormatType_422YpCbCr8, 64, 36), kCMIOHardwareNoError);
-    scripted_source::send(make_frame(ZAVlib_FourCC_video_type_UYVY, 64, 36));
-    ASSERT_EQ(camera().start(), kCMIOHardwareNoError);
-    ASSERT_TRUE(camera().wait_for_altered(20, k_deadline));
-    ASSERT_EQ(camera().stop(), kCMIOHardwareNoError);
-    EXPECT_EQ(camera().queued(), 16u);
-    const std::size_t told = camera().altered_count();
-    const std::vector<sample_t> kept = camera().take(16, k_deadline);
-    ASSERT_EQ(kept.size(), 16u);
-    // The client is told of every sample, and the oldest ones are those it finds.
-    for (std::size_t i = 0; i < kept.size(); ++i) EXPECT_EQ(kept[i].sequence_number, i);
-    // A refused sample is neither retried nor released: it stays alive on purpose.
-    m_refused_samples = told - 16;
 }
 
 TEST_F(camera_streaming_t, stop_returns_within_a_frame_interval_and_nothing_is_sent_after_it) {

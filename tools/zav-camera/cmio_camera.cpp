@@ -90,17 +90,13 @@ std::vector<CMIOStreamID> input_streams(CMIOObjectID device) {
 }
 
 std::vector<format_t> stream_formats(CMIOStreamID stream) {
-    const CMIOObjectPropertyAddress where = address_of(kCMIOStreamPropertyFormatDescriptions);
-    CFArrayRef array = nullptr;
-    UInt32 used = 0;
-    if (CMIOObjectGetPropertyData(stream, &where, 0, nullptr, sizeof(array), &used, &array) != kCMIOHardwareNoError ||
-        array == nullptr)
-        return {};
-    std::vector<format_t> formats;
-    for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
-        formats.push_back(format_of(static_cast<CMFormatDescriptionRef>(CFArrayGetValueAtIndex(array, i))));
-    CFRelease(array);
-    return formats;
+    // The format list property hands its descriptions out with an extra retain that releasing
+    // the array does not undo (ZAV Video makes the array without element callbacks), while other
+    // cameras' arrays own their elements; no client can release both correctly, so this list is
+    // the current format, which every camera answers with one plain reference.
+    const format_t format = current_format(stream);
+    if (format.pixel_format == 0) return {};
+    return {format};
 }
 
 format_t current_format(CMIOStreamID stream) {
