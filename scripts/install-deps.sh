@@ -9,6 +9,8 @@ packages=(
     libyuv-dev libplist-dev libsimde-dev
     libswscale-dev libavutil-dev
     libavahi-compat-libdnssd-dev
+    gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+    avahi-daemon libnss-mdns dbus iproute2
     python3
 )
 
@@ -21,5 +23,15 @@ done
 sudo=()
 [[ $(id -u) -eq 0 ]] || sudo=(sudo)
 echo "install-deps: installing ${missing[*]}"
+# No service may start during the installation: avahi-daemon is only ever run by the DNS-SD test,
+# inside network namespaces of its own. A policy-rc.d that refuses every start is in place while
+# apt-get runs (unless the machine already has one), and there is no systemd here to start it.
+policy=/usr/sbin/policy-rc.d
+if [[ ! -e $policy ]]; then
+    printf '#!/bin/sh\n# Set by ZAV Video install-deps.sh while it installs packages: no service starts.\nexit 101\n' \
+        | "${sudo[@]}" tee "$policy" >/dev/null
+    "${sudo[@]}" chmod 755 "$policy"
+    trap '"${sudo[@]}" rm -f "$policy"' EXIT
+fi
 "${sudo[@]}" apt-get update -qq
 DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -52,12 +52,14 @@ typedef enum ZAVlib_FourCC_video_type_e {
     ZAVlib_FourCC_video_type_max = 0x7fffffff
 } ZAVlib_FourCC_video_type_e;
 
-/* The colour format a receiver asks the library to deliver. Frames arrive in the asked format
- * whatever the source sends; the library converts when needed. */
+/* The colour format a receiver asks the library to deliver. Every source gives a picture in
+ * either; which FourCC a frame has depends on both the asked format and what the source sends. */
 typedef enum ZAVlib_recv_color_format_e {
-    /* BGRX, or BGRA when the source carries alpha. */
+    /* BGRX from a 4:2:2 source (converted with the BT.709 matrix, studio range); from a BGRA
+     * source its bytes as sent, labelled BGRX. */
     ZAVlib_recv_color_format_BGRX_BGRA = 0,
-    /* UYVY, or BGRA when the source carries alpha. */
+    /* UYVY from a 4:2:2 source (its bytes as sent); BGRA from a BGRA source (its bytes as sent,
+     * alpha included). */
     ZAVlib_recv_color_format_UYVY_BGRA = 1,
     /* Out-of-range value, also keeping the enumeration 32 bits wide. */
     ZAVlib_recv_color_format_max = 0x7fffffff

@@ -1,0 +1,36 @@
+// Finding and publishing sources through DNS-SD (service type _zav-video._tcp): the instance name
+// is the source's full name, the TXT record carries the format parameters as key=value items.
+#ifndef ZAV_LIB_DISCOVERY_DNSSD_H
+#define ZAV_LIB_DISCOVERY_DNSSD_H
+
+#include <memory>
+#include <string>
+
+#include "common/socket_util.h"
+#include "discovery/source_entry.h"
+
+namespace Drivers::Mac::ZAV {
+
+extern const char* const zav_service_type;
+
+enum class dnssd_lookup_e { found, not_found, no_daemon, woken };
+
+// Browses for `name` and resolves it, for at most timeout_ms; the wake pipe ends it early.
+dnssd_lookup_e dnssd_find_source(const std::string& name, const wake_pipe_t& wake, int timeout_ms,
+                                 source_entry_t* p_entry);
+
+// Logs, once per process, that no DNS-SD daemon answered and the sources files are used alone.
+void log_no_dnssd_daemon_once();
+
+// A published service; unpublished when destroyed. Null from publish when no daemon answered.
+class dnssd_publication_t {
+public:
+    virtual ~dnssd_publication_t() = default;
+};
+// `instance` is the part of the full name the daemon publishes (the whole full name).
+std::unique_ptr<dnssd_publication_t> dnssd_publish(const std::string& instance, uint16_t port,
+                                                   const video_params_t& params);
+
+}  // namespace Drivers::Mac::ZAV
+
+#endif
