@@ -11,6 +11,7 @@ packages=(
     libavahi-compat-libdnssd-dev
     gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     avahi-daemon libnss-mdns dbus iproute2
+    libpng-dev
     python3
 )
 
