@@ -24,3 +24,6 @@ run_suite build/plain -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1 \
 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     run_suite build/sanitize -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DZAV_SANITIZE=ON
+
+# The fuzzers, 30 s each from their seed corpora (scripts/fuzz.sh runs them longer).
+bash scripts/fuzz.sh --seconds 30
