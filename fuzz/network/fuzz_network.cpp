@@ -8,15 +8,14 @@
 // every packet: the counters move as one packet can move them, completed frames have the
 // stream's geometry and size, and the frame pool keeps no more than its bound.
 #include <cstdint>
-#include <cstdlib>
-#include <cstdio>
 #include <deque>
 #include <vector>
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include "wire/rtp_packet.h"
+#include "fuzz_check.h"
 #include "wire/depacketiser.h"
+#include "wire/rtp_packet.h"
 #include "wire/stream_framer.h"
 
 using namespace Drivers::Mac::ZAV;
@@ -25,12 +24,6 @@ namespace {
 
 constexpr std::size_t pool_keep = 4;
 constexpr std::size_t frames_held = 2;  // a reader holding frames while new ones arrive
-
-void check(bool ok, const char* what) {
-    if (ok) return;
-    std::fprintf(stderr, "fuzz_network: invariant broken: %s\n", what);
-    std::abort();
-}
 
 uint64_t refusals(const depacketiser_counters_t& c) {
     return c.malformed_packets + c.bad_version + c.bad_payload_type + c.segments_outside + c.segments_misaligned +
@@ -66,28 +59,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p_data, std::size_t size) {
     uint64_t bytes_fed = 0;
 
     const auto on_packet = [&](const uint8_t* p_packet, std::size_t packet_size) {
-        check(packet_size >= rtp_header_bytes && packet_size <= 0xffff, "packet length outside the framer's bounds");
+        fuzz_check(packet_size >= rtp_header_bytes && packet_size <= 0xffff,
+                   "packet length outside the framer's bounds");
         const depacketiser_counters_t before = depacketiser.counters();
         frame_ptr_t frame = depacketiser.push(p_packet, packet_size);
         const depacketiser_counters_t& after = depacketiser.counters();
         ++pushes;
-        check(after.packets == pushes, "packets counted != packets offered");
-        check(refusals(after) - refusals(before) <= 1, "one packet refused twice");
+        fuzz_check(after.packets == pushes, "packets counted != packets offered");
+        fuzz_check(refusals(after) - refusals(before) <= 1, "one packet refused twice");
         const uint64_t header_refusals = after.malformed_packets + after.bad_version + after.bad_payload_type -
                                          before.malformed_packets - before.bad_version - before.bad_payload_type;
-        if (header_refusals == 0 || after.frames != before.frames || after.incomplete_frames != before.incomplete_frames)
+        if (header_refusals == 0 || after.frames != before.frames ||
+            after.incomplete_frames != before.incomplete_frames)
             ++accepted;
         if (frame) {
             ++frames_out;
-            check(frame->width == params.width && frame->height == params.height, "frame size");
-            check(std::size_t(frame->stride) == params.row_bytes(), "frame stride");
-            check(frame->capacity == params.frame_bytes() && frame->p_data, "frame buffer size");
+            fuzz_check(frame->width == params.width && frame->height == params.height, "frame size");
+            fuzz_check(std::size_t(frame->stride) == params.row_bytes(), "frame stride");
+            fuzz_check(frame->capacity == params.frame_bytes() && frame->p_data, "frame buffer size");
             held.push_back(std::move(frame));
             if (held.size() > frames_held) held.pop_front();
         }
-        check(after.frames == frames_out, "frames counted != frames handed on");
-        check(after.frames + after.incomplete_frames <= accepted + 1, "more frames ended than packets accepted");
-        check(pool->kept() <= pool_keep, "frame pool above its bound");
+        fuzz_check(after.frames == frames_out, "frames counted != frames handed on");
+        fuzz_check(after.frames + after.incomplete_frames <= accepted + 1, "more frames ended than packets accepted");
+        fuzz_check(pool->kept() <= pool_keep, "frame pool above its bound");
     };
 
     while (input.remaining_bytes() > 0) {
@@ -104,9 +99,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p_data, std::size_t size) {
         std::vector<uint8_t> chunk(bytes);  // exact-size heap block
         framer.feed(chunk.data(), chunk.size(), on_packet);
         bytes_fed += chunk.size();
-        check(framer.bad_lengths() <= bytes_fed / 2, "more bad lengths than length fields");
+        fuzz_check(framer.bad_lengths() <= bytes_fed / 2, "more bad lengths than length fields");
     }
     depacketiser.reset();
-    check(depacketiser.counters().packets == pushes, "packets counted != packets offered");
+    fuzz_check(depacketiser.counters().packets == pushes, "packets counted != packets offered");
     return 0;
 }
