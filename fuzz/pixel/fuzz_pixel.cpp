@@ -42,8 +42,7 @@ struct picture_t {
 
     bool guards_hold() const {
         for (std::size_t i = 0; i < block.size(); ++i) {
-            if (i >= start && i < start + std::size_t(row_bytes) * height &&
-                (i - start) % row_bytes < used_bytes)
+            if (i >= start && i < start + std::size_t(row_bytes) * height && (i - start) % row_bytes < used_bytes)
                 continue;
             if (block[i] != guard) return false;
         }

@@ -21,9 +21,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p_data, std::size_t size) {
         fuzz_check(!error.empty(), "refused without a reason");
         return 0;
     }
-    fuzz_check(params.width > 0 && params.width <= max_picture_side && params.height > 0 &&
-                   params.height <= max_picture_side,
-               "picture size out of range");
+    fuzz_check(
+        params.width > 0 && params.width <= max_picture_side && params.height > 0 && params.height <= max_picture_side,
+        "picture size out of range");
     fuzz_check(params.width % pixel_group(params.sampling).pixels == 0, "width not whole pixel groups");
     fuzz_check(params.rate_num > 0 && params.rate_den > 0, "frame rate not positive");
 
