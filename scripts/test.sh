@@ -45,4 +45,7 @@ fi
 TSAN_OPTIONS=halt_on_error=1:exitcode=66:second_deadlock_stack=1 \
     run_suite build/tsan -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DZAV_SANITIZE_THREAD=ON
 runner=()
+
+# The fuzzers, 30 s each from their seed corpora (scripts/fuzz.sh runs them longer).
+bash scripts/fuzz.sh --seconds 30
 echo "== every configuration passed in $((SECONDS / 60)) min $((SECONDS % 60)) s"

@@ -54,21 +54,12 @@ void DNSSD_API on_resolve(DNSServiceRef, DNSServiceFlags, uint32_t, DNSServiceEr
         p_state->resolve_failed = true;
         return;
     }
-    std::vector<std::pair<std::string, std::string>> pairs;
-    const uint16_t count = TXTRecordGetCount(txt_length, txt);
-    for (uint16_t i = 0; i < count; ++i) {
-        char key[256];
-        uint8_t value_length = 0;
-        const void* value = nullptr;
-        if (TXTRecordGetItemAtIndex(txt_length, txt, i, sizeof key, key, &value_length, &value) != 0) continue;
-        pairs.emplace_back(key, value ? std::string(static_cast<const char*>(value), value_length) : std::string());
-    }
     source_entry_t entry;
     entry.name = p_state->wanted;
     entry.host = host;
     if (!entry.host.empty() && entry.host.back() == '.') entry.host.pop_back();
     entry.port = ntohs(port_network);
-    if (!params_from_pairs(pairs, &entry.params, &p_state->error)) {
+    if (!params_from_txt_record(txt, txt_length, &entry.params, &p_state->error)) {
         p_state->resolve_failed = true;
         return;
     }
@@ -111,6 +102,20 @@ public:
 void log_no_dnssd_daemon_once() {
     static std::atomic<bool> said{false};
     if (!said.exchange(true)) lib_log("no DNS-SD daemon reachable: sources are looked up in the sources files alone");
+}
+
+bool params_from_txt_record(const unsigned char* p_txt, uint16_t length, video_params_t* p_params,
+                            std::string* p_error) {
+    std::vector<std::pair<std::string, std::string>> pairs;
+    const uint16_t count = TXTRecordGetCount(length, p_txt);
+    for (uint16_t i = 0; i < count; ++i) {
+        char key[256];
+        uint8_t value_length = 0;
+        const void* value = nullptr;
+        if (TXTRecordGetItemAtIndex(length, p_txt, i, sizeof key, key, &value_length, &value) != 0) continue;
+        pairs.emplace_back(key, value ? std::string(static_cast<const char*>(value), value_length) : std::string());
+    }
+    return params_from_pairs(pairs, p_params, p_error);
 }
 
 dnssd_lookup_e dnssd_find_source(const std::string& name, const wake_pipe_t& wake, int timeout_ms,

@@ -3,6 +3,7 @@
 #ifndef ZAV_LIB_DISCOVERY_DNSSD_H
 #define ZAV_LIB_DISCOVERY_DNSSD_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -18,6 +19,11 @@ enum class dnssd_lookup_e { found, not_found, no_daemon, woken };
 // Browses for `name` and resolves it, for at most timeout_ms; the wake pipe ends it early.
 dnssd_lookup_e dnssd_find_source(const std::string& name, const wake_pipe_t& wake, int timeout_ms,
                                  source_entry_t* p_entry);
+
+// Reads the format parameters from the bytes of a TXT record (length-prefixed key=value items), as
+// a resolved source carries them. False, with a reason in *p_error, as params_from_pairs.
+bool params_from_txt_record(const unsigned char* p_txt, uint16_t length, video_params_t* p_params,
+                            std::string* p_error);
 
 // Logs, once per process, that no DNS-SD daemon answered and the sources files are used alone.
 void log_no_dnssd_daemon_once();

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -16,14 +17,14 @@ struct plist_deleter_t {
 };
 using plist_holder_t = std::unique_ptr<void, plist_deleter_t>;
 
+// A string value with no NUL inside: a name with one could only be cut short, and asking libplist
+// to copy such a string fails an assertion in it, which would abort the whole process.
 std::optional<std::string> string_of(plist_t node) {
     if (node == nullptr || plist_get_node_type(node) != PLIST_STRING) return std::nullopt;
-    char* value = nullptr;
-    plist_get_string_val(node, &value);
-    if (value == nullptr) return std::nullopt;
-    std::string result(value);
-    std::free(value);
-    return result;
+    uint64_t length = 0;
+    const char* value = plist_get_string_ptr(node, &length);
+    if (value == nullptr || std::strlen(value) != length) return std::nullopt;
+    return std::string(value, length);
 }
 
 std::string upper(std::string text) {
