@@ -41,8 +41,9 @@ UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 if [[ $(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 0) -gt 28 ]]; then
     runner=(setarch "$(uname -m)" --addr-no-randomize)
 fi
-# Any report fails the test that shows it; nothing of ours is suppressed.
-TSAN_OPTIONS=halt_on_error=1:exitcode=66:second_deadlock_stack=1 \
+# Any report fails the test that shows it; nothing of ours is suppressed (the file names the
+# system libraries it covers and why).
+TSAN_OPTIONS=halt_on_error=1:exitcode=66:second_deadlock_stack=1:suppressions=$root/tests/tsan_system_libraries.supp \
     run_suite build/tsan -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DZAV_SANITIZE_THREAD=ON
 runner=()
 
