@@ -12,8 +12,8 @@
 
 using namespace Drivers::Mac::ZAV;
 using zav_test::build_rtp;
-using zav_test::rtp_spec_t;
-using zav_test::segment_spec_t;
+using zav_test::rtp_fields_t;
+using zav_test::segment_fields_t;
 
 namespace {
 
@@ -35,31 +35,31 @@ video_params_t small_bgra() {
     return params;
 }
 
-rtp_spec_t packet(std::vector<segment_spec_t> segments, uint32_t sequence = 0, bool marker = true) {
-    rtp_spec_t spec;
-    spec.segments = std::move(segments);
-    spec.sequence = sequence;
-    spec.marker = marker;
-    return spec;
+rtp_fields_t packet(std::vector<segment_fields_t> segments, uint32_t sequence = 0, bool marker = true) {
+    rtp_fields_t fields;
+    fields.segments = std::move(segments);
+    fields.sequence = sequence;
+    fields.marker = marker;
+    return fields;
 }
 
 // Both rows of the small UYVY picture in one packet.
-rtp_spec_t whole_uyvy_frame(uint32_t sequence = 0) {
+rtp_fields_t whole_uyvy_frame(uint32_t sequence = 0) {
     return packet({{8, 0, 0, false, true, 0x11}, {8, 1, 0, false, false, 0x22}}, sequence);
 }
 
 struct depacketiser_case_t {
     std::string name;
     video_params_t params;
-    std::vector<rtp_spec_t> packets;
+    std::vector<rtp_fields_t> packets;
     uint64_t expected_frames;
     uint64_t depacketiser_counters_t::*counter;  // the counter the case is about
     uint64_t expected_count;
 };
 
-rtp_spec_t with(rtp_spec_t spec, void (*change)(rtp_spec_t&)) {
-    change(spec);
-    return spec;
+rtp_fields_t with(rtp_fields_t fields, void (*change)(rtp_fields_t&)) {
+    change(fields);
+    return fields;
 }
 
 std::vector<depacketiser_case_t> depacketiser_cases() {
@@ -92,13 +92,13 @@ std::vector<depacketiser_case_t> depacketiser_cases() {
          1},
         {"VersionOne",
          small_uyvy(),
-         {with(whole_uyvy_frame(), [](rtp_spec_t& s) { s.version = 1; })},
+         {with(whole_uyvy_frame(), [](rtp_fields_t& s) { s.version = 1; })},
          0,
          &c::bad_version,
          1},
         {"OtherPayloadType",
          small_uyvy(),
-         {with(whole_uyvy_frame(), [](rtp_spec_t& s) { s.payload_type = 97; })},
+         {with(whole_uyvy_frame(), [](rtp_fields_t& s) { s.payload_type = 97; })},
          0,
          &c::bad_payload_type,
          1},
@@ -143,7 +143,7 @@ std::vector<depacketiser_case_t> depacketiser_cases() {
         {"MarkerWithMissingBytes", small_uyvy(), {packet({{8, 0, 0}})}, 0, &c::incomplete_frames, 1},
         {"NewTimestampBeforeMarker",
          small_uyvy(),
-         {packet({{8, 0, 0}}, 0, false), with(whole_uyvy_frame(1), [](rtp_spec_t& s) { s.timestamp = 2000; })},
+         {packet({{8, 0, 0}}, 0, false), with(whole_uyvy_frame(1), [](rtp_fields_t& s) { s.timestamp = 2000; })},
          1,
          &c::incomplete_frames,
          1},
@@ -168,8 +168,8 @@ TEST_P(depacketiser_table_test, CountsAndFrames) {
     const depacketiser_case_t& c = GetParam();
     depacketiser_t depacketiser(c.params, frame_pool_t::create());
     uint64_t frames = 0;
-    for (const rtp_spec_t& spec : c.packets) {
-        const std::vector<uint8_t> bytes = build_rtp(spec);
+    for (const rtp_fields_t& fields : c.packets) {
+        const std::vector<uint8_t> bytes = build_rtp(fields);
         if (depacketiser.push(bytes.data(), bytes.size())) ++frames;
     }
     EXPECT_EQ(frames, c.expected_frames);
@@ -225,7 +225,7 @@ TEST(depacketiser_test, PaddingLongerThanPayloadIsMalformed) {
 TEST(depacketiser_test, AFrameAfterADroppedOneIsWhole) {
     depacketiser_t depacketiser(small_uyvy(), frame_pool_t::create());
     const std::vector<uint8_t> half = build_rtp(packet({{8, 0, 0}}, 0, false));
-    rtp_spec_t next = whole_uyvy_frame(5);
+    rtp_fields_t next = whole_uyvy_frame(5);
     next.timestamp = 4000;
     const std::vector<uint8_t> whole = build_rtp(next);
     EXPECT_FALSE(depacketiser.push(half.data(), half.size()));

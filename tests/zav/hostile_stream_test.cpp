@@ -55,14 +55,14 @@ TEST(hostile_stream_test, GarbageIsCountedAndAGoodFrameStillArrives) {
     std::vector<uint8_t> stream;
     put16(stream, 0);                     // a zero length
     append_framed(stream, {1, 2, 3, 4});  // too short for RTP
-    rtp_spec_t bad_version;
+    rtp_fields_t bad_version;
     bad_version.version = 3;
     bad_version.segments = {{8, 0, 0}};
     append_framed(stream, build_rtp(bad_version));
-    rtp_spec_t outside;
+    rtp_fields_t outside;
     outside.segments = {{8, 4000, 0}};
     append_framed(stream, build_rtp(outside));
-    rtp_spec_t good;  // 4x2 UYVY in one packet
+    rtp_fields_t good;  // 4x2 UYVY in one packet
     good.sequence = 10;
     good.timestamp = 5000;
     good.segments = {{8, 0, 0, false, true, 0x41}, {8, 1, 0, false, false, 0x42}};
