@@ -7,14 +7,8 @@
 #include <zav/zav_lib.h>
 #include <zav/zav_lib_ext.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -25,9 +19,8 @@
 #include <thread>
 #include <vector>
 
+#include "child_process.h"
 #include "common/monotonic.h"
-
-extern char** environ;
 
 namespace {
 
@@ -38,18 +31,6 @@ double cpu_seconds() {
     getrusage(RUSAGE_SELF, &usage);
     return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
            double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-uint16_t free_port() {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    socklen_t length = sizeof address;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-    close(fd);
-    return ntohs(address.sin_port);
 }
 
 // Median time of one memcpy of `bytes` between two buffers that were touched before.
@@ -83,20 +64,16 @@ struct result_t {
 };
 
 result_t run(const char* format, const char* sampling, std::size_t bytes_per_pixel, double seconds) {
-    const uint16_t port = free_port();
+    const uint16_t port = zav_test::free_loopback_port();
     const std::string port_text = std::to_string(port);
-    const std::string seconds_text = std::to_string(seconds + 2);
-    const char* argv[] = {ZAV_SEND_PATH,        "--size",     "1920x1080", "--rate",          "60",
-                          "--format",           format,       "--port",    port_text.c_str(), "--seconds",
-                          seconds_text.c_str(), "--no-dnssd", nullptr};
     // The sender writes its sources line into a throw-away folder, not the user's.
-    setenv("XDG_CONFIG_HOME", "/tmp/zav-receive-bench", 1);
-    pid_t sender = -1;
-    if (posix_spawn(&sender, argv[0], nullptr, nullptr, const_cast<char**>(argv), environ) != 0) {
-        std::fprintf(stderr, "cannot start %s\n", argv[0]);
+    zav_test::child_process_t sender({ZAV_SEND_PATH, "--size", "1920x1080", "--rate", "60", "--format", format,
+                                      "--port", port_text, "--seconds", std::to_string(seconds + 2), "--no-dnssd"},
+                                     {"XDG_CONFIG_HOME=/tmp/zav-receive-bench"});
+    if (!sender.started() || !zav_test::wait_for_listener(port, 10s)) {
+        std::fprintf(stderr, "cannot start %s\n", ZAV_SEND_PATH);
         std::exit(1);
     }
-    std::this_thread::sleep_for(milliseconds(300));
     const std::string address =
         "127.0.0.1:" + port_text + " sampling=" + sampling + "; width=1920; height=1080; exactframerate=60";
     ZAVlib_recv_create_v3_t settings;
@@ -135,8 +112,7 @@ result_t run(const char* format, const char* sampling, std::size_t bytes_per_pix
     ZAVlib_ext_recv_get_counters(recv, &after);
     ZAVlib_framesync_destroy(sync);
     ZAVlib_recv_destroy(recv);
-    kill(sender, SIGTERM);
-    waitpid(sender, nullptr, 0);
+    sender.stop(SIGTERM, 5s);
 
     result_t result{format, 1920 * 1080 * bytes_per_pixel, after.frames - before.frames, 0, 0, 0, 0};
     result.cpu_per_frame = result.frames ? cpu / double(result.frames) : 0;
