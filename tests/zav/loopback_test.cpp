@@ -89,17 +89,7 @@ bool any_frame(const ZAVlib_video_frame_v2_t&, const void*) {
     return true;
 }
 
-TEST(loopback_colour_test, UyvySourceToUyvyReceiverIsUyvyAsSent) {
-    const video_params_t params = make_params(sampling_e::ycbcr_422, 16, 4);
-    looping_sender_t sender(params);
-    const std::vector<uint8_t> picture = noise_picture(params, 3);
-    sender.set_picture(picture);
-    test_receiver_t receiver(nullptr, sender.address().c_str(), ZAVlib_recv_color_format_UYVY_BGRA);
-    ZAVlib_video_frame_v2_t frame;
-    ASSERT_TRUE(receiver.wait_for_frame(&frame, frame_deadline, has_picture, &picture));
-    EXPECT_EQ(frame.FourCC, ZAVlib_FourCC_video_type_UYVY);
-    ZAVlib_framesync_free_video(receiver.sync(), &frame);
-}
+// A receiver asking UYVY_BGRA gets either sampling as sent: the size cases above check that.
 
 // BT.709 studio-range green (Y 173, Cb 42, Cr 26) has no red through the BT.709 matrix; the BT.601
 // matrix would give it a red of about 20. (Blue comes out near 11 from libyuv's fixed-point
@@ -133,18 +123,6 @@ TEST(loopback_colour_test, UyvyStudioBlackAndWhiteReachFullRange) {
         EXPECT_LE(frame.p_data[c], 1) << "black, channel " << c;
         EXPECT_GE(frame.p_data[frame.line_stride_in_bytes + c], 254) << "white, channel " << c;
     }
-    ZAVlib_framesync_free_video(receiver.sync(), &frame);
-}
-
-TEST(loopback_colour_test, BgraSourceToUyvyReceiverIsBgraAsSent) {
-    const video_params_t params = make_params(sampling_e::bgra, 5, 3);
-    looping_sender_t sender(params);
-    const std::vector<uint8_t> picture = noise_picture(params, 4);
-    sender.set_picture(picture);
-    test_receiver_t receiver(nullptr, sender.address().c_str(), ZAVlib_recv_color_format_UYVY_BGRA);
-    ZAVlib_video_frame_v2_t frame;
-    ASSERT_TRUE(receiver.wait_for_frame(&frame, frame_deadline, has_picture, &picture));
-    EXPECT_EQ(frame.FourCC, ZAVlib_FourCC_video_type_BGRA);
     ZAVlib_framesync_free_video(receiver.sync(), &frame);
 }
 
