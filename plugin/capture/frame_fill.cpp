@@ -15,11 +15,13 @@ namespace {
 // The colour matrix argument of the converter that selects BT.709.
 constexpr uint32_t k_bt709 = 709;
 
-// Grows the scratch to at least `size` bytes; it is never shrunk.
+// Grows the scratch to at least `size` bytes; it is never shrunk. When it cannot grow, the old
+// block stays as it was and null is returned: vImage then allocates a temporary of its own.
 void* grow_scratch(simple_input_stream_t::scratch_t& scratch, std::size_t size) {
     if (size > scratch.second) {
-        scratch.first = std::realloc(scratch.first, size);
-        scratch.second = size;
+        void* const grown = std::realloc(scratch.first, size);
+        if (grown == nullptr) return nullptr;
+        scratch = {grown, size};
     }
     return scratch.first;
 }
@@ -110,15 +112,13 @@ void simple_input_stream_t::fill(const ZAVlib_video_frame_v2_t& frame, const vIm
     if (buffer == nullptr) {
         CVPixelBufferCreate(kCFAllocatorDefault, std::size_t(frame.xres), std::size_t(frame.yres),
                             format.get_fourcc_cm(), nullptr, &buffer);
+        if (buffer == nullptr) {
+            // Nothing to convert into: the picture cannot be made this time, and the next frame
+            // tries again from an empty cache.
+            zero_image(dst);
+            return;
+        }
         alpha = new uint8_t[std::size_t(frame.xres) * std::size_t(frame.yres)];
-    }
-    if (buffer == nullptr) {
-        // Nothing to convert into: the picture cannot be made this time, and the next frame
-        // tries again from an empty cache.
-        delete[] alpha;
-        alpha = nullptr;
-        zero_image(dst);
-        return;
     }
     CVPixelBufferLockBaseAddress(buffer, 0);
     auto* const base = static_cast<uint8_t*>(CVPixelBufferGetBaseAddress(buffer));
