@@ -1,28 +1,28 @@
 #include "sources_line.h"
 
-#include <sys/stat.h>
-
+#include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <system_error>
 #include <vector>
+
+#include "discovery/source_entry.h"
+#include "discovery/sources_file.h"
 
 namespace Drivers::Mac::ZAV {
 
 namespace {
 
-void make_folders(const std::string& path) {
-    for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
-        mkdir(path.substr(0, slash).c_str(), 0755);
-}
-
-// The file's lines without those for `name`.
+// The file's lines without the entries for `name` (read as the library reads them, so that a
+// line it would take for that name goes, whatever its spacing).
 std::vector<std::string> other_lines(const std::string& path, const std::string& name) {
     std::vector<std::string> kept;
     std::ifstream in(path);
     std::string line;
-    const std::string prefix = "\"" + name + "\"";
-    while (std::getline(in, line))
-        if (line.compare(0, prefix.size(), prefix) != 0) kept.push_back(line);
+    while (std::getline(in, line)) {
+        source_entry_t entry;
+        const bool for_name = parse_sources_line(line, &entry, nullptr) == sources_line_e::entry && entry.name == name;
+        if (!for_name) kept.push_back(line);
+    }
     return kept;
 }
 
@@ -39,7 +39,8 @@ bool write_lines(const std::string& path, const std::vector<std::string>& lines)
 }  // namespace
 
 bool add_sources_line(const std::string& path, const std::string& name, const std::string& line) {
-    make_folders(path);
+    std::error_code ignored;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
     std::vector<std::string> lines = other_lines(path, name);
     lines.push_back(line);
     return write_lines(path, lines);

@@ -8,8 +8,6 @@
 
 namespace Drivers::Mac::ZAV {
 
-using steady_time_t = std::chrono::steady_clock::time_point;
-
 inline int64_t wall_clock_100ns() {
     using namespace std::chrono;
     return duration_cast<duration<int64_t, std::ratio<1, 10000000>>>(system_clock::now().time_since_epoch()).count();

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <mutex>
 #include <vector>
 
 #include "common/lib_log.h"
@@ -88,8 +89,13 @@ dnssd_lookup_e pump(DNSServiceRef ref, const wake_pipe_t& wake, std::chrono::ste
 }
 
 void quiet_compat_layer_warning() {
-    // Avahi's compatibility layer prints a warning to stderr in every process that uses it.
-    setenv("AVAHI_COMPAT_NOWARN", "1", 0);
+#ifndef __APPLE__
+    // Avahi's compatibility layer prints a warning to stderr in every process that uses it. The
+    // environment is the host process's and not safe to change while other threads read it, so it
+    // is changed once per process, not on every lookup.
+    static std::once_flag once;
+    std::call_once(once, [] { setenv("AVAHI_COMPAT_NOWARN", "1", 0); });
+#endif
 }
 
 class registered_service_t : public dnssd_publication_t {

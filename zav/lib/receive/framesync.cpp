@@ -31,9 +31,4 @@ void framesync_t::free(ZAVlib_video_frame_v2_t* p_frame) {
     p_frame->p_data = nullptr;
 }
 
-std::size_t framesync_t::frames_out() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_out.size();
-}
-
 }  // namespace Drivers::Mac::ZAV

@@ -23,7 +23,6 @@ public:
 
     void capture(ZAVlib_video_frame_v2_t* p_frame);
     void free(ZAVlib_video_frame_v2_t* p_frame);
-    std::size_t frames_out() const;
 
 private:
     const receiver_t* m_p_receiver;

@@ -90,12 +90,17 @@ std::size_t sender_t::receivers() const {
 void sender_t::send(const uint8_t* p_picture, std::size_t stride, int64_t send_time_100ns) {
     // A buffer no receiver still holds is filled again: a fresh one per frame would fault in
     // megabytes of new pages every frame.
+    // Looked for under the lock the network thread lets go of a buffer under, so that its last
+    // read of a buffer comes before our next write into it.
     std::shared_ptr<std::vector<uint8_t>> bytes;
-    for (const auto& spare : m_spare_buffers)
-        if (spare.use_count() == 1) {
-            bytes = spare;
-            break;
-        }
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        for (const auto& spare : m_spare_buffers)
+            if (spare.use_count() == 1) {
+                bytes = spare;
+                break;
+            }
+    }
     if (!bytes) {
         bytes = std::make_shared<std::vector<uint8_t>>();
         bytes->reserve(m_settings.params.frame_bytes() + m_settings.params.frame_bytes() / 16 + 4096);
@@ -109,10 +114,7 @@ void sender_t::send(const uint8_t* p_picture, std::size_t stride, int64_t send_t
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         for (client_t& client : m_clients) {
-            if (client.pending) {
-                ++m_skipped;
-                continue;
-            }
+            if (client.pending) continue;  // still sending an older frame: this one is skipped
             client.pending = bytes;
             client.sent = 0;
         }

@@ -36,7 +36,6 @@ public:
 
     uint16_t port() const { return m_port; }
     std::size_t receivers() const;
-    uint64_t frames_skipped() const { return m_skipped; }
 
     // Sends one picture laid out as the parameters say (rows of `stride` bytes). send_time_100ns is
     // the wall-clock time stamped into the frame; its 90 kHz RTP time stamp derives from it.
@@ -59,7 +58,6 @@ private:
     int m_listen_fd = -1;
     uint16_t m_port = 0;
     std::atomic<bool> m_stop{false};
-    std::atomic<uint64_t> m_skipped{0};
     packetiser_state_t m_packetiser;
     std::vector<std::shared_ptr<std::vector<uint8_t>>> m_spare_buffers;  // used only by send()
     std::thread m_thread;

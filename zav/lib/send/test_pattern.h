@@ -19,7 +19,6 @@ public:
 
     // Draws frame `number`, stamped with `send_time_100ns`; the picture stays valid until the next call.
     const uint8_t* draw(uint64_t number, int64_t send_time_100ns);
-    std::size_t stride() const { return m_stride; }
 
 private:
     void fill_rect(int x, int y, int w, int h, bool white);

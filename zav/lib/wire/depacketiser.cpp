@@ -11,8 +11,6 @@ namespace Drivers::Mac::ZAV {
 
 namespace {
 
-constexpr std::size_t segment_header_bytes = 6;
-
 struct segment_t {
     std::size_t length;
     uint32_t line;

@@ -37,7 +37,6 @@ public:
     void reset();
 
     const depacketiser_counters_t& counters() const { return m_counters; }
-    const video_params_t& params() const { return m_params; }
 
 private:
     bool write_segments(const uint8_t* p_payload, std::size_t payload_bytes);

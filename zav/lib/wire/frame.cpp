@@ -47,9 +47,10 @@ frame_ptr_t frame_pool_t::acquire(std::size_t bytes) {
 
 void frame_pool_t::give_back(frame_t* p_frame) {
     std::unique_ptr<frame_t> frame(p_frame);
+    if (m_keep == 0) return;
     std::lock_guard<std::mutex> lock(m_mutex);
     if (m_free.size() == m_keep) m_free.erase(m_free.begin());  // the longest unused goes
-    if (m_keep > 0) m_free.push_back(std::move(frame));
+    m_free.push_back(std::move(frame));
 }
 
 }  // namespace Drivers::Mac::ZAV

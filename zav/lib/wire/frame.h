@@ -36,8 +36,8 @@ struct frame_t {
 
 using frame_ptr_t = std::shared_ptr<frame_t>;
 
-// Keeps a few released frame buffers of the last size asked for, so that steady streaming does not
-// allocate (and fault in) a new picture per frame.
+// Keeps a few released frame buffers (the most recently released, of any size), so that steady
+// streaming does not allocate (and fault in) a new picture per frame.
 class frame_pool_t : public std::enable_shared_from_this<frame_pool_t> {
 public:
     static std::shared_ptr<frame_pool_t> create(std::size_t keep = 4);

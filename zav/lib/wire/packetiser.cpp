@@ -9,8 +9,6 @@ namespace Drivers::Mac::ZAV {
 
 namespace {
 
-constexpr std::size_t segment_header_bytes = 6;
-
 struct pending_segment_t {
     uint32_t line;
     uint32_t offset;  // pixels
@@ -33,7 +31,7 @@ std::size_t write_rtp_header(uint8_t* p, const video_params_t& params, bool mark
         const uint64_t value = uint64_t(send_time_100ns);
         for (int k = 0; k < 8; ++k) p[at + 5 + k] = uint8_t(value >> (56 - 8 * k));
         p[at + 13] = p[at + 14] = p[at + 15] = 0;
-        at += 16;
+        at += send_time_extension_bytes;
     }
     write_be16(p + at, uint16_t(sequence >> 16));
     return at + 2;
@@ -47,7 +45,7 @@ void packetise_picture(const video_params_t& params, picture_ref_t picture, uint
     const pixel_group_t group = pixel_group(params.sampling);
     const std::size_t group_bytes = std::size_t(group.bytes);
     const std::size_t row_bytes = params.row_bytes();
-    const std::size_t header_bytes = rtp_header_bytes + (send_time_100ns != 0 ? 16 : 0) + 2;
+    const std::size_t header_bytes = rtp_header_bytes + (send_time_100ns != 0 ? send_time_extension_bytes : 0) + 2;
     max_packet_bytes = std::min<std::size_t>(max_packet_bytes, 0xffff);
     // At least one pixel group per packet whatever the caller asks.
     max_packet_bytes = std::max(max_packet_bytes, header_bytes + segment_header_bytes + group_bytes);

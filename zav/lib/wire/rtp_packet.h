@@ -11,8 +11,10 @@ namespace Drivers::Mac::ZAV {
 
 constexpr std::size_t rtp_header_bytes = 12;
 constexpr uint8_t send_time_extension_id = 1;
-// RTP header, the extension with the send time, and the extended sequence number of RFC 4175.
-constexpr std::size_t rtp_video_overhead_bytes = rtp_header_bytes + 4 + 12 + 2;
+// The send-time extension as written: its 4-byte header, one 9-byte element and 3 bytes of padding.
+constexpr std::size_t send_time_extension_bytes = 16;
+// The RFC 4175 header of one line segment: length, line number, offset.
+constexpr std::size_t segment_header_bytes = 6;
 
 enum class rtp_parse_e { ok, too_short, bad_version, bad_padding, bad_extension };
 
