@@ -1,6 +1,7 @@
 // The stream's worker: receives frames from the network source, paces them at the stream's frame
 // rate, fills pixel buffers and hands timestamped samples to the client's queue.
 #include "capture/pacing.h"
+#include "host/cf_ref.h"
 #include "host/zav_log.h"
 #include "objects/simple_input_stream.h"
 
@@ -29,10 +30,11 @@ int64_t system_clock_microseconds() {
 struct capture_resources_t {
     ZAVlib_recv_instance_t m_p_receiver = nullptr;
     ZAVlib_framesync_instance_t m_p_framesync = nullptr;
-    CVPixelBufferPoolRef m_p_pool = nullptr;
+    cf_ref_t<CVPixelBufferPoolRef> m_pool;
     simple_input_stream_t::conversion_cache_t m_cache{nullptr, nullptr};
-    CVPixelBufferRef m_p_previous_buffer = nullptr;
-    CMVideoFormatDescriptionRef m_p_previous_description = nullptr;
+    // The last picture sent, sent again while nothing newer arrives.
+    cf_ref_t<CVPixelBufferRef> m_previous_buffer;
+    cf_ref_t<CMVideoFormatDescriptionRef> m_previous_description;
     simple_input_stream_t::scratch_t m_scratch{nullptr, 0};
     // A frame pulled and not yet handed back.
     ZAVlib_video_frame_v2_t m_frame;
@@ -54,16 +56,13 @@ struct capture_resources_t {
         m_p_framesync = nullptr;
         if (m_p_receiver != nullptr) ZAVlib_recv_destroy(m_p_receiver);
         m_p_receiver = nullptr;
-        if (m_p_pool != nullptr) CFRelease(m_p_pool);
-        m_p_pool = nullptr;
+        m_pool.reset();
         if (m_cache.first != nullptr) CFRelease(m_cache.first);
         m_cache.first = nullptr;
         delete[] m_cache.second;
         m_cache.second = nullptr;
-        if (m_p_previous_buffer != nullptr) CFRelease(m_p_previous_buffer);
-        m_p_previous_buffer = nullptr;
-        if (m_p_previous_description != nullptr) CFRelease(m_p_previous_description);
-        m_p_previous_description = nullptr;
+        m_previous_buffer.reset();
+        m_previous_description.reset();
         std::free(m_scratch.first);
         m_scratch = {nullptr, 0};
     }
@@ -102,8 +101,8 @@ void simple_input_stream_t::capture_thread_proc() {
             zav_log("Failed to create ZAV framesync");
             return;
         }
-        resources.m_p_pool = create_pixel_buffer_pool(format.get_fourcc_cm(), format.get_xres(), format.get_yres());
-        if (resources.m_p_pool == nullptr) {
+        resources.m_pool.reset(create_pixel_buffer_pool(format.get_fourcc_cm(), format.get_xres(), format.get_yres()));
+        if (!resources.m_pool) {
             resources.teardown();
             zav_log("Failed to create ZAV receiving pixel buffer pool");
             return;
@@ -116,11 +115,18 @@ void simple_input_stream_t::capture_thread_proc() {
         uint64_t sequence_number = 0;
         unsigned char resync = 1;
 
-        // Hands one sample to the client and tells it so.
-        const auto deliver = [this](CMSampleBufferRef sample) {
+        // Wraps the picture in a sample at `presentation_time`, hands it to the client, tells the
+        // client so, and counts it. The queue owns the sample from here; a full queue refuses it
+        // and it is lost: the client is expected to drain.
+        const auto send = [&](CVPixelBufferRef buffer, CMVideoFormatDescriptionRef description, UInt32 discontinuity) {
+            const CMSampleTimingInfo timing = {frame_duration, presentation_time, presentation_time};
+            CMSampleBufferRef sample = nullptr;
+            CMIOSampleBufferCreateForImageBuffer(kCFAllocatorDefault, buffer, description, &timing, sequence_number,
+                                                 discontinuity, &sample);
             m_p_queue->enqueue(sample);
             const CMIODeviceStreamQueueAlteredProc proc = m_p_queue_altered_proc.load(std::memory_order_relaxed);
             if (proc != nullptr) proc(m_object_id, sample, m_p_queue_altered_refcon.load(std::memory_order_relaxed));
+            ++sequence_number;
         };
 
         while (!m_stop.load()) {
@@ -140,46 +146,33 @@ void simple_input_stream_t::capture_thread_proc() {
                 if (resync != 0) presentation_time = CMTimeMake(int64_t(now), 1000000000);
                 m_p_clock->post_timing_event(presentation_time, static_cast<unsigned long long>(now), resync);
 
-                CVPixelBufferRef buffer = nullptr;
-                if (CVPixelBufferPoolCreatePixelBuffer(nullptr, resources.m_p_pool, &buffer) == kCVReturnSuccess) {
-                    CVPixelBufferLockBaseAddress(buffer, 0);
-                    const vImage_Buffer image = {CVPixelBufferGetBaseAddress(buffer), CVPixelBufferGetHeight(buffer),
-                                                 CVPixelBufferGetWidth(buffer), CVPixelBufferGetBytesPerRow(buffer)};
+                // Held from its creation, so that nothing is lost if filling throws.
+                cf_ref_t<CVPixelBufferRef> buffer;
+                if (CVPixelBufferPoolCreatePixelBuffer(nullptr, resources.m_pool.get(), buffer.out()) ==
+                    kCVReturnSuccess) {
+                    CVPixelBufferLockBaseAddress(buffer.get(), 0);
+                    const vImage_Buffer image = {
+                        CVPixelBufferGetBaseAddress(buffer.get()), CVPixelBufferGetHeight(buffer.get()),
+                        CVPixelBufferGetWidth(buffer.get()), CVPixelBufferGetBytesPerRow(buffer.get())};
                     fill(resources.m_frame, image, format, resources.m_scratch, resources.m_cache);
-                    CVPixelBufferUnlockBaseAddress(buffer, 0);
+                    CVPixelBufferUnlockBaseAddress(buffer.get(), 0);
 
-                    CMVideoFormatDescriptionRef description = nullptr;
-                    CMVideoFormatDescriptionCreateForImageBuffer(kCFAllocatorDefault, buffer, &description);
-                    const CMSampleTimingInfo timing = {frame_duration, presentation_time, presentation_time};
-                    CMSampleBufferRef sample = nullptr;
-                    CMIOSampleBufferCreateForImageBuffer(kCFAllocatorDefault, buffer, description, &timing,
-                                                         sequence_number, kCMIOSampleBufferNoDiscontinuities, &sample);
+                    CMVideoFormatDescriptionCreateForImageBuffer(kCFAllocatorDefault, buffer.get(),
+                                                                 resources.m_previous_description.out());
+                    resources.m_previous_buffer = std::move(buffer);
+                    send(resources.m_previous_buffer.get(), resources.m_previous_description.get(),
+                         kCMIOSampleBufferNoDiscontinuities);
                     presentation_time = CMTimeAdd(presentation_time, frame_duration);
-
-                    if (resources.m_p_previous_buffer != nullptr) CFRelease(resources.m_p_previous_buffer);
-                    if (resources.m_p_previous_description != nullptr) CFRelease(resources.m_p_previous_description);
-                    resources.m_p_previous_buffer = buffer;
-                    resources.m_p_previous_description = description;
-
-                    // The queue owns the sample from here; a full queue refuses it and it is
-                    // lost: the client is expected to drain.
-                    deliver(sample);
-                    ++sequence_number;
                     resync = 0;
                 }
                 resources.free_frame();
-            } else if (resources.m_p_previous_buffer != nullptr) {
+            } else if (resources.m_previous_buffer) {
                 // Nothing new: the last picture again, marked as a break in the stream.
                 const CFAbsoluteTime now = CFAbsoluteTimeGetCurrent();
                 presentation_time = CMTimeMake(int64_t(now), 1000000000);
                 m_p_clock->post_timing_event(presentation_time, static_cast<unsigned long long>(now), 1);
-                const CMSampleTimingInfo timing = {frame_duration, presentation_time, presentation_time};
-                CMSampleBufferRef sample = nullptr;
-                CMIOSampleBufferCreateForImageBuffer(kCFAllocatorDefault, resources.m_p_previous_buffer,
-                                                     resources.m_p_previous_description, &timing, sequence_number,
-                                                     kCMIOSampleBufferDiscontinuityFlag_UnknownDiscontinuity, &sample);
-                deliver(sample);
-                ++sequence_number;
+                send(resources.m_previous_buffer.get(), resources.m_previous_description.get(),
+                     kCMIOSampleBufferDiscontinuityFlag_UnknownDiscontinuity);
                 resync = 1;
             }
 

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "host/cf_ref.h"
+
 namespace Drivers::Mac::ZAV::VirtualCamera {
 
 // Holds one CMSimpleQueueRef of a fixed capacity, released with the holder. The queue stores
@@ -15,24 +17,19 @@ template <typename element_t>
 class cm_queue_t {
 public:
     // A failed creation leaves the queue null; enqueueing then fails.
-    explicit cm_queue_t(int32_t capacity) { CMSimpleQueueCreate(kCFAllocatorDefault, capacity, &m_p_queue); }
-    ~cm_queue_t() {
-        if (m_p_queue != nullptr) CFRelease(m_p_queue);
-    }
-    cm_queue_t(const cm_queue_t&) = delete;
-    cm_queue_t& operator=(const cm_queue_t&) = delete;
+    explicit cm_queue_t(int32_t capacity) { CMSimpleQueueCreate(kCFAllocatorDefault, capacity, m_queue.out()); }
 
     // The queue without an added retain: retain it to hand it on.
-    CMSimpleQueueRef get_ref() const { return m_p_queue; }
+    CMSimpleQueueRef get_ref() const { return m_queue.get(); }
 
     // The queue's own status: a full queue refuses and keeps nothing.
     OSStatus enqueue(element_t element) const {
-        if (m_p_queue == nullptr) return kCMSimpleQueueError_RequiredParameterMissing;
-        return CMSimpleQueueEnqueue(m_p_queue, element);
+        if (!m_queue) return kCMSimpleQueueError_RequiredParameterMissing;
+        return CMSimpleQueueEnqueue(m_queue.get(), element);
     }
 
 private:
-    CMSimpleQueueRef m_p_queue = nullptr;
+    cf_ref_t<CMSimpleQueueRef> m_queue;
 };
 
 }  // namespace Drivers::Mac::ZAV::VirtualCamera
