@@ -157,6 +157,16 @@ TEST_F(sources_files_test, MalformedLineSkippedWithOneLogLine) {
     EXPECT_NE(log[0].find(path + ":4:"), std::string::npos) << log[0];
 }
 
+TEST_F(sources_files_test, MalformedLineReadAgainIsNotLoggedAgainUntilItChanges) {
+    const std::string path = write("reread", "broken line\n");
+    read_sources_file(path);
+    read_sources_file(path);
+    EXPECT_EQ(zav_test::log_messages().size(), 1u);
+    write("reread", "another broken line\n");
+    read_sources_file(path);
+    EXPECT_EQ(zav_test::log_messages().size(), 2u);
+}
+
 TEST_F(sources_files_test, MissingFileHasNoEntriesAndNoLog) {
     EXPECT_TRUE(read_sources_file(m_dir + "/absent").empty());
     EXPECT_TRUE(zav_test::log_messages().empty());

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <mutex>
+#include <set>
 
 #include "common/lib_log.h"
 
@@ -75,6 +77,22 @@ std::string format_sources_line(const source_entry_t& entry) {
            " " + params_to_text(entry.params);
 }
 
+namespace {
+
+// Receivers read the files again on every attempt to find their source; a bad line is reported
+// the first time it is seen in its file at its place, not on every attempt. Bounded: past the
+// limit the memory starts afresh and the lines still there are reported once more.
+bool first_report_of(const std::string& path, int number, const std::string& line) {
+    static std::mutex mutex;
+    static std::set<std::string> reported;
+    constexpr std::size_t limit = 1024;
+    std::lock_guard<std::mutex> lock(mutex);
+    if (reported.size() >= limit) reported.clear();
+    return reported.insert(path + ':' + std::to_string(number) + ':' + line).second;
+}
+
+}  // namespace
+
 std::vector<source_entry_t> read_sources_file(const std::string& path) {
     std::vector<source_entry_t> entries;
     std::ifstream in(path);
@@ -89,7 +107,8 @@ std::vector<source_entry_t> read_sources_file(const std::string& path) {
             case sources_line_e::nothing:
                 break;
             case sources_line_e::malformed:
-                lib_log("%s:%d: line skipped: %s", path.c_str(), number, error.c_str());
+                if (first_report_of(path, number, line))
+                    lib_log("%s:%d: line skipped: %s", path.c_str(), number, error.c_str());
                 break;
         }
     }
