@@ -15,6 +15,11 @@ struct rate_case_t {
     int64_t ticks_per_frame;
 };
 
+// A failing case is reported by its name rather than as a dump of its bytes.
+void PrintTo(const rate_case_t& c, std::ostream* os) {
+    *os << c.name;
+}
+
 class frame_interval_t : public ::testing::TestWithParam<rate_case_t> {};
 
 TEST_P(frame_interval_t, is_a_whole_number_of_ticks) {

@@ -57,6 +57,11 @@ struct depacketiser_case_t {
     uint64_t expected_count;
 };
 
+// A failing case is reported by its name rather than as a dump of its bytes.
+void PrintTo(const depacketiser_case_t& c, std::ostream* os) {
+    *os << c.name;
+}
+
 rtp_fields_t with(rtp_fields_t fields, void (*change)(rtp_fields_t&)) {
     change(fields);
     return fields;

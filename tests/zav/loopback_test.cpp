@@ -33,6 +33,11 @@ struct size_case_t {
     std::size_t max_packet_bytes;
 };
 
+// A failing case is reported by its name rather than as a dump of its bytes.
+void PrintTo(const size_case_t& c, std::ostream* os) {
+    *os << c.name;
+}
+
 class loopback_size_test : public testing::TestWithParam<size_case_t> {};
 
 TEST_P(loopback_size_test, PictureArrivesByteExact) {

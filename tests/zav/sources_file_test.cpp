@@ -23,6 +23,11 @@ struct good_line_t {
     int width, height, rate_num, rate_den;
 };
 
+// A failing case is reported by its name rather than as a dump of its bytes.
+void PrintTo(const good_line_t& c, std::ostream* os) {
+    *os << c.name;
+}
+
 class good_sources_line_test : public testing::TestWithParam<good_line_t> {};
 
 TEST_P(good_sources_line_test, Parses) {
@@ -64,6 +69,11 @@ struct bad_line_t {
     std::string name;
     std::string line;
 };
+
+// A failing case is reported by its name rather than as a dump of its bytes.
+void PrintTo(const bad_line_t& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class bad_sources_line_test : public testing::TestWithParam<bad_line_t> {};
 
