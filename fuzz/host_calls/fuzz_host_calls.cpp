@@ -7,8 +7,8 @@
 //
 // Checked on every call: the status is one the host interface defines, a successful read writes
 // no more than the data size (a guard region follows the buffer) and reports a used size within
-// it, and nothing is written when the buffer is null. After Teardown and the last Release no Core
-// Foundation object made by the instance is alive.
+// it, nothing is written when the buffer is null, and the size a read reports is the size query's.
+// After Teardown and the last Release no Core Foundation object made by the instance is alive.
 #include <CoreMedia/CMFormatDescription.h>
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
 #include <zav_platform/probe.h>
@@ -251,6 +251,9 @@ private:
         }
         if (status == kCMIOHardwareNoError && with_used)
             fuzz_check(used != unwritten, "a successful read without its used size");
+        if (with_used && (status == kCMIOHardwareNoError || status == kCMIOHardwareBadPropertySizeError))
+            check_agrees_with_size_query(id, address, qualifier_size, p_qualifier, status, data_size, with_buffer,
+                                         used);
         if (status == kCMIOHardwareNoError && with_used && with_buffer && used > data_size) {
             std::fprintf(stderr, "object %u selector %08x scope %08x: %u bytes used of %u\n", unsigned(id),
                          unsigned(address.mSelector), unsigned(address.mScope), unsigned(used), unsigned(data_size));
@@ -263,6 +266,42 @@ private:
             std::memcpy(&p_object, buffer.data(), sizeof p_object);
             if (p_object) CFRelease(p_object);
         }
+    }
+
+    // A read reports the same size as the size query for the same address and qualifier, whether
+    // it succeeded or was refused for its data size, and a value of fixed size is read only with
+    // exactly that data size. The owned-objects list is the exception: its size is the number of
+    // children a query counts, while a read stops at the buffer's capacity.
+    void check_agrees_with_size_query(CMIOObjectID id, const CMIOObjectPropertyAddress& address, UInt32 qualifier_size,
+                                      const void* p_qualifier, OSStatus status, UInt32 data_size, bool with_buffer,
+                                      UInt32 used) {
+        if (address.mSelector == kCMIOObjectPropertyOwnedObjects) return;
+        UInt32 size = 0;
+        const OSStatus query =
+            (*m_ref)->ObjectGetPropertyDataSize(m_ref, id, &address, qualifier_size, p_qualifier, &size);
+        if (query != kCMIOHardwareNoError) {
+            report(id, address, "read answered, size query refused", used, data_size);
+            fuzz_check(false, "a property read answered where its size query was refused");
+        }
+        if (used != size) {
+            report(id, address, "used size differs from the size query", used, size);
+            fuzz_check(false, "a read's used size differs from the size query");
+        }
+        if (!with_buffer) return;
+        if (status == kCMIOHardwareNoError && data_size != size) {
+            report(id, address, "read with a data size other than the value's", size, data_size);
+            fuzz_check(false, "a fixed-size value read with another data size");
+        }
+        if (status == kCMIOHardwareBadPropertySizeError && data_size == size) {
+            report(id, address, "read with the value's size refused", size, data_size);
+            fuzz_check(false, "a read with the size the query gave refused for its size");
+        }
+    }
+
+    static void report(CMIOObjectID id, const CMIOObjectPropertyAddress& address, const char* what, UInt32 a,
+                       UInt32 b) {
+        std::fprintf(stderr, "object %u selector %08x scope %08x: %s (%u, %u)\n", unsigned(id),
+                     unsigned(address.mSelector), unsigned(address.mScope), what, unsigned(a), unsigned(b));
     }
 
     static bool returns_reference(CMIOObjectPropertySelector selector) {
@@ -321,5 +360,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p_data, std::size_t size) {
     fuzz_check((*ref)->Release(ref) == 0, "the last release left the instance alive");
     fuzz_check(zav_platform::probe::live_object_count() == live_at_start,
                "Core Foundation objects alive after Teardown and Release");
+    // What this input recorded is freed within it: libFuzzer runs a whole leak scan after every
+    // input whose allocations and frees do not balance, which would cost more than the input.
+    zav_platform::probe::clear_records();
     return 0;
 }
