@@ -259,8 +259,9 @@ private:
                          unsigned(address.mSelector), unsigned(address.mScope), unsigned(used), unsigned(data_size));
             fuzz_check(false, "a used size beyond the data size");
         }
-        // Properties that hand out Core Foundation references give the caller one of its own.
-        if (status == kCMIOHardwareNoError && with_buffer && with_used && used == sizeof(CFTypeRef) &&
+        // Properties that hand out Core Foundation references give the caller one of its own,
+        // whether or not it asked for the used size.
+        if (status == kCMIOHardwareNoError && with_buffer && data_size == sizeof(CFTypeRef) &&
             returns_reference(address.mSelector)) {
             CFTypeRef p_object = nullptr;
             std::memcpy(&p_object, buffer.data(), sizeof p_object);
@@ -360,8 +361,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p_data, std::size_t size) {
     fuzz_check(ref != nullptr, "the factory made no instance");
     session_t(ref, input).run();
     fuzz_check((*ref)->Release(ref) == 0, "the last release left the instance alive");
-    fuzz_check(zav_platform::probe::live_object_count() == live_at_start,
-               "Core Foundation objects alive after Teardown and Release");
+    if (zav_platform::probe::live_object_count() != live_at_start) {
+        for (const auto& [type, count] : zav_platform::probe::live_objects_by_type())
+            std::fprintf(stderr, "alive: %s x %zu\n", type.c_str(), std::size_t(count));
+        fuzz_check(false, "Core Foundation objects alive after Teardown and Release");
+    }
     // What this input recorded is freed within it: libFuzzer runs a whole leak scan after every
     // input whose allocations and frees do not balance, which would cost more than the input.
     zav_platform::probe::clear_records();
