@@ -338,6 +338,10 @@ private:
         } else {
             const std::vector<uint8_t> bytes = m_input.ConsumeBytes<uint8_t>(max_data);
             std::copy(bytes.begin(), bytes.end(), data.begin());
+            // The format's value is a reference: a host hands a description or null, never an
+            // arbitrary address (no object of any system survives being given one).
+            if (address.mSelector == kCMIOStreamPropertyFormatDescription)
+                std::fill(data.begin(), data.begin() + sizeof(CMFormatDescriptionRef), 0);
         }
         const UInt32 data_size =
             m_input.ConsumeBool() ? UInt32(sizeof(void*)) : m_input.ConsumeIntegralInRange<UInt32>(0, max_data);
