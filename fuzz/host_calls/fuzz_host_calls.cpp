@@ -9,6 +9,7 @@
 // no more than the data size (a guard region follows the buffer) and reports a used size within
 // it, nothing is written when the buffer is null, and the size a read reports is the size query's.
 // After Teardown and the last Release no Core Foundation object made by the instance is alive.
+#include <CoreFoundation/CFArray.h>
 #include <CoreMedia/CMFormatDescription.h>
 #include <CoreMediaIO/CMIOHardwarePlugIn.h>
 #include <zav_platform/probe.h>
@@ -265,6 +266,13 @@ private:
             returns_reference(address.mSelector)) {
             CFTypeRef p_object = nullptr;
             std::memcpy(&p_object, buffer.data(), sizeof p_object);
+            // The format list's array holds its description without retaining it; the one
+            // retain the description carries is the caller's too.
+            if (p_object && address.mSelector == kCMIOStreamPropertyFormatDescriptions) {
+                const auto array = static_cast<CFArrayRef>(p_object);
+                fuzz_check(CFArrayGetCount(array) == 1, "a format list without exactly one format");
+                CFRelease(CFArrayGetValueAtIndex(array, 0));
+            }
             if (p_object) CFRelease(p_object);
         }
     }
