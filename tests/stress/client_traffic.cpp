@@ -34,8 +34,8 @@ bool running_reads(CMIOObjectID device, CMIOObjectPropertySelector selector, int
 // retain it, so both are released.
 bool read_format_array(CMIOObjectID stream) {
     OSStatus status = 0;
-    const CFArrayRef formats =
-        read_property<CFArrayRef>(stream, kCMIOStreamPropertyFormatDescriptions, kCMIOObjectPropertyScopeGlobal, &status);
+    const CFArrayRef formats = read_property<CFArrayRef>(stream, kCMIOStreamPropertyFormatDescriptions,
+                                                         kCMIOObjectPropertyScopeGlobal, &status);
     if (status != kCMIOHardwareNoError || formats == nullptr) return false;
     const bool one = CFArrayGetCount(formats) == 1;
     if (one) CFRelease(CFArrayGetValueAtIndex(formats, 0));
@@ -57,12 +57,13 @@ std::size_t read_every_property(const camera_client_t& camera, int running) {
     using selectors_t = std::initializer_list<CMIOObjectPropertySelector>;
     for (CMIOObjectPropertySelector selector :
          selectors_t{kCMIOObjectPropertyName, kCMIODevicePropertyModelUID, kCMIODevicePropertyDeviceUID,
-          kCMIODevicePropertyLinkedCoreAudioDeviceUID, kCMIODevicePropertyLinkedAndSyncedCoreAudioDeviceUID})
+                     kCMIODevicePropertyLinkedCoreAudioDeviceUID, kCMIODevicePropertyLinkedAndSyncedCoreAudioDeviceUID})
         wrong += !read_and_release(device, selector);
     for (CMIOObjectPropertySelector selector :
-         selectors_t{kCMIODevicePropertyTransportType, kCMIODevicePropertyDeviceIsAlive, kCMIODevicePropertyDeviceCanBeDefaultDevice,
-          kCMIODevicePropertyHogMode, kCMIODevicePropertySuspendedByUser, kCMIODevicePropertyDeviceMaster,
-          kCMIODevicePropertyExcludeNonDALAccess})
+         selectors_t{kCMIODevicePropertyTransportType, kCMIODevicePropertyDeviceIsAlive,
+                     kCMIODevicePropertyDeviceCanBeDefaultDevice, kCMIODevicePropertyHogMode,
+                     kCMIODevicePropertySuspendedByUser, kCMIODevicePropertyDeviceMaster,
+                     kCMIODevicePropertyExcludeNonDALAccess})
         wrong += !read_ok<UInt32>(device, selector);
     wrong += !running_reads(device, kCMIODevicePropertyDeviceIsRunning, running);
     wrong += !running_reads(device, kCMIODevicePropertyDeviceIsRunningSomewhere, running);
@@ -80,8 +81,9 @@ std::size_t read_every_property(const camera_client_t& camera, int running) {
     const range_t range = read_property<range_t>(stream, kCMIOStreamPropertyFrameRateRanges);
     wrong += range.minimum <= 0.0 || range.minimum != range.maximum;
     OSStatus status = 0;
-    wrong += read_property<UInt32>(stream, kCMIOStreamPropertyDirection, kCMIOObjectPropertyScopeGlobal, &status) != 0 ||
-             status != kCMIOHardwareNoError;
+    wrong +=
+        read_property<UInt32>(stream, kCMIOStreamPropertyDirection, kCMIOObjectPropertyScopeGlobal, &status) != 0 ||
+        status != kCMIOHardwareNoError;
     return wrong;
 }
 

@@ -103,8 +103,7 @@ TEST_F(concurrent_host_calls_t, calls_from_four_threads_while_streaming_leave_th
     ASSERT_EQ(camera().set_format(kCVPixelFormatType_422YpCbCr8, 64, 36), kCMIOHardwareNoError);
     scripted_source::send(flat_frame(ZAVlib_FourCC_video_type_UYVY, 64, 36, 100));
     ASSERT_EQ(camera().start(), kCMIOHardwareNoError);
-    const std::size_t start_refusals_before =
-        count_logged("simple_input_device_t::start_stream already running error");
+    const std::size_t start_refusals_before = count_logged("simple_input_device_t::start_stream already running error");
 
     std::atomic<std::size_t> wrong_answers{0};
     wrong_calls_t wrong_ids;
@@ -149,12 +148,11 @@ TEST_F(concurrent_host_calls_t, calls_from_four_threads_while_streaming_leave_th
     EXPECT_EQ(count_logged("simple_input_device_t::start_stream already running error") - start_refusals_before,
               3 * wrong_ids.rounds);
     EXPECT_EQ(count_logged("simple_input_device_t::start_stream unexpected error"), 2 * wrong_ids.rounds);
-    print_counts("concurrent host calls",
-                 {{"samples", std::to_string(samples.size())},
-                  {"property read rounds", std::to_string(rounds[0] + rounds[1])},
-                  {"property write rounds", std::to_string(rounds[2])},
-                  {"wrong-id rounds", std::to_string(rounds[3])},
-                  {"calls refused", std::to_string(wrong_ids.refused)}});
+    print_counts("concurrent host calls", {{"samples", std::to_string(samples.size())},
+                                           {"property read rounds", std::to_string(rounds[0] + rounds[1])},
+                                           {"property write rounds", std::to_string(rounds[2])},
+                                           {"wrong-id rounds", std::to_string(rounds[3])},
+                                           {"calls refused", std::to_string(wrong_ids.refused)}});
 }
 
 }  // namespace

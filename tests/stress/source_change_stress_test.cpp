@@ -1,7 +1,10 @@
 // A source that changes its picture size and layout while the camera streams: clients keep
 // getting pictures of the stream's own format, each showing the source's latest picture, with
 // no fault and nothing left behind.
+#include "altered_proc_client.h"
 #include "stress_fixture.h"
+
+#include <cstdlib>
 
 namespace zav_test::stress {
 namespace {
@@ -36,7 +39,8 @@ struct stream_case_t {
 // (a layout the receive library never hands such a stream).
 int expected_grey(OSType stream_format, const source_step_t& step) {
     const bool uyvy = step.fourcc == ZAVlib_FourCC_video_type_UYVY;
-    if (stream_format == kCVPixelFormatType_422YpCbCr8) return uyvy ? step.level : (16 + (219 * step.level + 127) / 255);
+    if (stream_format == kCVPixelFormatType_422YpCbCr8)
+        return uyvy ? step.level : (16 + (219 * step.level + 127) / 255);
     return uyvy ? 0 : step.level;
 }
 
@@ -46,51 +50,59 @@ scripted_source::frame_t delivered(OSType stream_format, const source_step_t& st
     return flat_frame(relabel ? ZAVlib_FourCC_video_type_BGRX : step.fourcc, step.width, step.height, step.level);
 }
 
-int middle_grey(const sample_t& sample) {
-    const std::size_t y = sample.height / 2, x = sample.width / 2;
-    const uint8_t* row = sample.pixels.data() + y * sample.row_bytes;
-    if (sample.pixel_format == kCVPixelFormatType_422YpCbCr8) return row[(x & ~std::size_t(1)) * 2 + 1];
-    return row[x * 4];
-}
-
 class source_change_stress_t : public stress_fixture_t, public ::testing::WithParamInterface<stream_case_t> {};
 
 TEST_P(source_change_stress_t, source_switching_size_and_layout_keeps_pictures_coming_at_the_stream_format) {
     const stream_case_t stream = GetParam();
     ASSERT_EQ(camera().set_format(stream.pixel_format, stream.width, stream.height), kCMIOHardwareNoError);
     scripted_source::send(delivered(stream.pixel_format, k_steps[0]));
-    ASSERT_EQ(camera().start(), kCMIOHardwareNoError);
+    altered_proc_client_t client(camera().stream());
+    ASSERT_TRUE(client.ready());
+    ASSERT_EQ(CMIODeviceStartStream(camera().device(), camera().stream()), kCMIOHardwareNoError);
+    // However the run ends, the stream stops before the client lets go of the queue.
+    struct stop_at_end_t {
+        CMIODeviceID device;
+        CMIOStreamID stream;
+        bool stopped = false;
+        ~stop_at_end_t() {
+            if (!stopped) CMIODeviceStopStream(device, stream);
+        }
+    } stop_at_end{camera().device(), camera().stream()};
 
-    std::size_t switches = 0, samples = 0, wrong_format = 0, repeats = 0;
-    uint64_t next_sequence = 0;
+    std::size_t switches = 0;
     for (; switches < k_switches; ++switches) {
         const source_step_t& step = k_steps[switches % k_steps.size()];
         SCOPED_TRACE(testing::Message() << "switch " << switches << " to " << step.width << 'x' << step.height);
+        const std::size_t seen_before = client.seen().size();
         scripted_source::send(delivered(stream.pixel_format, step));
         const int expected = expected_grey(stream.pixel_format, step);
         // Pictures pulled before the switch may still come; the new one must follow.
-        bool shown = false;
-        const auto end = std::chrono::steady_clock::now() + k_switch_deadline;
-        while (!shown && std::chrono::steady_clock::now() < end) {
-            for (const sample_t& sample : camera().take(1, 100ms, true)) {
-                ++samples;
-                EXPECT_EQ(sample.sequence_number, next_sequence++);
-                repeats += sample.discontinuity != 0;
-                const bool right_format = sample.pixel_format == stream.pixel_format &&
-                                          sample.width == std::size_t(stream.width) &&
-                                          sample.height == std::size_t(stream.height);
-                wrong_format += !right_format;
-                shown = right_format && std::abs(middle_grey(sample) - expected) <= 2;
-            }
-        }
+        const bool shown = client.wait_until(
+            [&](const std::vector<seen_sample_t>& seen) {
+                for (std::size_t i = seen_before; i < seen.size(); ++i)
+                    if (std::abs(seen[i].middle_grey - expected) <= 2) return true;
+                return false;
+            },
+            k_switch_deadline);
         ASSERT_TRUE(shown) << "no picture of the new source within the deadline";
     }
-    ASSERT_EQ(camera().stop(), kCMIOHardwareNoError);
+    stop_at_end.stopped = true;
+    ASSERT_EQ(CMIODeviceStopStream(camera().device(), camera().stream()), kCMIOHardwareNoError);
+
+    const std::vector<seen_sample_t> seen = client.seen();
+    std::size_t wrong_format = 0, repeats = 0, out_of_order = 0;
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        out_of_order += seen[i].sequence_number != i;
+        repeats += seen[i].discontinuity != 0;
+        wrong_format += seen[i].pixel_format != stream.pixel_format || seen[i].width != std::size_t(stream.width) ||
+                        seen[i].height != std::size_t(stream.height);
+    }
+    EXPECT_EQ(out_of_order, 0u);
     EXPECT_EQ(wrong_format, 0u);
     EXPECT_EQ(repeats, 0u) << "the source never went quiet";
     print_counts(std::string("source switches into ") + stream.name,
                  {{"switches", std::to_string(switches)},
-                  {"samples", std::to_string(samples)},
+                  {"samples", std::to_string(seen.size())},
                   {"repeats", std::to_string(repeats)},
                   {"frames pulled", std::to_string(scripted_source::frames_handed_out())},
                   {"resident memory", mebibytes(double(resident_bytes()))}});

@@ -32,14 +32,6 @@ bool is_one_of(const sample_t& sample, const std::vector<format_choice_t>& forma
     return false;
 }
 
-// The grey the middle pixel of a picture shows: luma for '2vuy', blue for 'BGRA'.
-int middle_grey(const sample_t& sample) {
-    const std::size_t y = sample.height / 2, x = sample.width / 2;
-    const uint8_t* row = sample.pixels.data() + y * sample.row_bytes;
-    if (sample.pixel_format == kCVPixelFormatType_422YpCbCr8) return row[(x & ~std::size_t(1)) * 2 + 1];
-    return row[x * 4];
-}
-
 TEST_F(start_stop_stress_t, thousand_start_stop_cycles_beside_property_threads_and_a_draining_client) {
     const std::vector<format_choice_t> formats = {{kCVPixelFormatType_422YpCbCr8, 64, 36},
                                                   {kCVPixelFormatType_32BGRA, 64, 36},
@@ -94,23 +86,24 @@ TEST_F(start_stop_stress_t, thousand_start_stop_cycles_beside_property_threads_a
     EXPECT_EQ(repeats.load(), 0u) << "the source never went quiet";
     EXPECT_EQ(scripted_source::live_handles(), 0);
     EXPECT_EQ(count_logged("simple_input_device_t::start_stream unable to start the stream error"), 0u);
-    print_counts("start/stop cycles", {{"cycles", std::to_string(cycles)},
-                                       {"property read rounds", std::to_string(reads)},
-                                       {"property write rounds", std::to_string(writes)},
-                                       {"samples drained", std::to_string(samples.load())},
-                                       {"repeats", std::to_string(repeats.load())},
-                                       {"receivers created", std::to_string(scripted_source::receivers_created().size())},
-                                       {"resident memory", mebibytes(double(resident_bytes()))}});
+    print_counts("start/stop cycles",
+                 {{"cycles", std::to_string(cycles)},
+                  {"property read rounds", std::to_string(reads)},
+                  {"property write rounds", std::to_string(writes)},
+                  {"samples drained", std::to_string(samples.load())},
+                  {"repeats", std::to_string(repeats.load())},
+                  {"receivers created", std::to_string(scripted_source::receivers_created().size())},
+                  {"resident memory", mebibytes(double(resident_bytes()))}});
 }
 
 TEST_F(start_stop_stress_t, two_hundred_format_changes_between_starts_each_deliver_the_new_format) {
     // Sizes from the smallest to full HD, odd ones included, in both layouts.
     const std::vector<format_choice_t> formats = {
-        {kCVPixelFormatType_422YpCbCr8, 1280, 720}, {kCVPixelFormatType_32BGRA, 1920, 1080},
-        {kCVPixelFormatType_422YpCbCr8, 642, 362},  {kCVPixelFormatType_32BGRA, 641, 359},
-        {kCVPixelFormatType_422YpCbCr8, 2, 2},      {kCVPixelFormatType_32BGRA, 1, 1},
+        {kCVPixelFormatType_422YpCbCr8, 1280, 720},  {kCVPixelFormatType_32BGRA, 1920, 1080},
+        {kCVPixelFormatType_422YpCbCr8, 642, 362},   {kCVPixelFormatType_32BGRA, 641, 359},
+        {kCVPixelFormatType_422YpCbCr8, 2, 2},       {kCVPixelFormatType_32BGRA, 1, 1},
         {kCVPixelFormatType_422YpCbCr8, 1920, 1080}, {kCVPixelFormatType_32BGRA, 1280, 720},
-        {kCVPixelFormatType_422YpCbCr8, 98, 50},    {kCVPixelFormatType_32BGRA, 33, 17}};
+        {kCVPixelFormatType_422YpCbCr8, 98, 50},     {kCVPixelFormatType_32BGRA, 33, 17}};
     const auto end = std::chrono::steady_clock::now() + k_run_deadline;
     std::size_t changes = 0, samples = 0;
     for (; changes < k_format_changes && std::chrono::steady_clock::now() < end; ++changes) {
@@ -118,8 +111,9 @@ TEST_F(start_stop_stress_t, two_hundred_format_changes_between_starts_each_deliv
         SCOPED_TRACE(testing::Message() << "change " << changes << ": " << format.width << 'x' << format.height);
         ASSERT_EQ(camera().set_format(format.pixel_format, format.width, format.height), kCMIOHardwareNoError);
         // A BGRA picture, labelled as the receive library hands it to a stream of each layout.
-        scripted_source::send(flat_frame(format.pixel_format == kCVPixelFormatType_32BGRA ? ZAVlib_FourCC_video_type_BGRX
-                                                                                           : ZAVlib_FourCC_video_type_BGRA,
+        scripted_source::send(flat_frame(format.pixel_format == kCVPixelFormatType_32BGRA
+                                             ? ZAVlib_FourCC_video_type_BGRX
+                                             : ZAVlib_FourCC_video_type_BGRA,
                                          320, 180, k_grey));
         ASSERT_EQ(camera().start(), kCMIOHardwareNoError);
         const std::vector<sample_t> taken = camera().take(1, k_sample_deadline, true);

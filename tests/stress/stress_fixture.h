@@ -15,9 +15,9 @@ class stress_fixture_t : public zav_camera_fixture_t {
 protected:
     void TearDown() override {
         zav_camera_fixture_t::TearDown();
-        print_counts("after teardown", {{"Core Foundation objects alive",
-                                         std::to_string(zav_platform::probe::live_object_count()) + " (" +
-                                             live_objects_text() + ")"}});
+        print_counts("after teardown",
+                     {{"Core Foundation objects alive",
+                       std::to_string(zav_platform::probe::live_object_count()) + " (" + live_objects_text() + ")"}});
     }
 };
 
@@ -50,6 +50,14 @@ inline scripted_source::frame_t flat_frame(ZAVlib_FourCC_video_type_e fourcc, in
             frame.bytes[i] = i % 4 == 3 ? 255 : level;
     }
     return frame;
+}
+
+// The grey the middle pixel of a picture shows: luma for '2vuy', blue for 'BGRA'.
+inline int middle_grey(const sample_t& sample) {
+    const std::size_t y = sample.height / 2, x = sample.width / 2;
+    const uint8_t* row = sample.pixels.data() + y * sample.row_bytes;
+    if (sample.pixel_format == kCVPixelFormatType_422YpCbCr8) return row[(x & ~std::size_t(1)) * 2 + 1];
+    return row[x * 4];
 }
 
 }  // namespace zav_test::stress

@@ -31,8 +31,9 @@ std::size_t refused() {
 
 }  // namespace zav_test::thread_creation
 
-extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                                                                    void* (*start)(void*), void* argument) {
+extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* thread,
+                                                                     const pthread_attr_t* attributes,
+                                                                     void* (*start)(void*), void* argument) {
     if (const int error = g_error.load(); error != 0) {
         ++g_refused;
         return error;
