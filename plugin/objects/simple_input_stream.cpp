@@ -123,21 +123,24 @@ OSStatus simple_input_stream_t::get_property(const address_t& address, UInt32 qu
         std::lock_guard<std::mutex> lock(m_mutex);
         return m_format;
     };
+    // The description is retained for the caller under the same lock: a copy of the format would
+    // let go of it again at once, and a writer may release the stream's own reference meanwhile.
+    const auto retained_description = [this] {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        CMFormatDescriptionRef description = m_format.get_ref();
+        if (description != nullptr) CFRetain(description);
+        return description;
+    };
     switch (address.mSelector) {
         case kCMIOStreamPropertyFormatDescription:
-            return get_property_helper<CMFormatDescriptionRef>(data_size, data_used, data, [&] {
-                CMFormatDescriptionRef description = current_format().get_ref();
-                if (description != nullptr) CFRetain(description);
-                return description;
-            });
+            return get_property_helper<CMFormatDescriptionRef>(data_size, data_used, data, retained_description);
         case kCMIOStreamPropertyFormatDescriptions: {
             if (data_used != nullptr) *data_used = sizeof(CFArrayRef);
             if (data == nullptr) return kCMIOHardwareNoError;
             if (data_size != sizeof(CFArrayRef)) return kCMIOHardwareBadPropertySizeError;
             // The array is made without element callbacks, so the description keeps the one
             // retain taken here for the caller even after the array goes.
-            const void* description = current_format().get_ref();
-            if (description != nullptr) CFRetain(description);
+            const void* description = retained_description();
             const CFArrayRef array = CFArrayCreate(kCFAllocatorDefault, &description, 1, nullptr);
             std::memcpy(data, &array, sizeof(array));
             return kCMIOHardwareNoError;
