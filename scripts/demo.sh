@@ -38,7 +38,8 @@ unset ZAV_SOURCES
 
 # The plug-in receives the source named after this machine: upper-cased host name + " (ZAV Virtual Input)".
 echo "== starting the source"
-"$bin/zav-send" --name "ZAV Virtual Input" --size 1280x720 --rate 30 --format uyvy --no-dnssd \
+# 1920x1080, so that the camera's pictures (1280x720 unless asked otherwise) are scaled on the way.
+"$bin/zav-send" --name "ZAV Virtual Input" --size 1920x1080 --rate 30 --format uyvy --no-dnssd \
     >"$out/zav-send.log" 2>&1 &
 sender=$!
 stop_sender() {
