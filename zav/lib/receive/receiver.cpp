@@ -52,7 +52,19 @@ std::unique_ptr<receiver_t> receiver_t::create(const receiver_settings_t& settin
     return receiver;
 }
 
-receiver_t::receiver_t(const receiver_settings_t& settings) : m_settings(settings) {}
+receiver_t::receiver_t(const receiver_settings_t& settings) : m_settings(settings) {
+    if (m_settings.address.empty()) return;
+    const std::size_t blank = m_settings.address.find(' ');
+    std::string error;
+    m_address_bad = !split_host_port(m_settings.address.substr(0, blank), &m_address.host, &m_address.port);
+    m_address_has_params = blank != std::string::npos;
+    if (!m_address_bad && m_address_has_params)
+        m_address_bad = !params_from_text(m_settings.address.substr(blank + 1), &m_address.params, &error);
+    m_address.name = m_settings.source_name;
+    if (m_address_bad)
+        lib_log("receiver: cannot use the address \"%s\"%s%s", m_settings.address.c_str(), error.empty() ? "" : ": ",
+                error.c_str());
+}
 
 receiver_t::~receiver_t() {
     m_stop = true;
@@ -91,19 +103,12 @@ std::optional<source_entry_t> receiver_t::find_source() {
     const std::string& name = m_settings.source_name;
     if (!m_settings.address.empty()) {
         // An address, with the parameters after it or else those found under the name.
-        source_entry_t entry;
-        const std::size_t blank = m_settings.address.find(' ');
-        if (!split_host_port(m_settings.address.substr(0, blank), &entry.host, &entry.port)) return std::nullopt;
-        if (blank != std::string::npos) {
-            std::string error;
-            if (!params_from_text(m_settings.address.substr(blank + 1), &entry.params, &error)) return std::nullopt;
-            entry.name = name;
-            return entry;
-        }
+        if (m_address_bad) return std::nullopt;
+        if (m_address_has_params) return m_address;
         std::optional<source_entry_t> named = name.empty() ? std::nullopt : find_source_in_files(name);
         if (!named) return std::nullopt;
-        named->host = entry.host;
-        named->port = entry.port;
+        named->host = m_address.host;
+        named->port = m_address.port;
         return named;
     }
     if (name.empty()) return std::nullopt;
