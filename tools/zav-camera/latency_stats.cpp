@@ -22,9 +22,9 @@ int64_t at_rank(std::vector<int64_t>& sorted, double p) {
 void latency_stats_t::read(const picture_view_t& picture, uint64_t now_us) {
     const bool uyvy = picture.format.pixel_format == kCVPixelFormatType_422YpCbCr8;
     if (!uyvy && picture.format.pixel_format != kCVPixelFormatType_32BGRA) return;
-    const std::optional<uint64_t> stamp = Drivers::Mac::ZAV::read_time_stamp(
-        {picture.p_data, picture.row_bytes, picture.format.width, picture.format.height,
-         uyvy ? stamp_layout_e::uyvy : stamp_layout_e::bgra});
+    const std::optional<uint64_t> stamp =
+        Drivers::Mac::ZAV::read_time_stamp({picture.p_data, picture.row_bytes, picture.format.width,
+                                            picture.format.height, uyvy ? stamp_layout_e::uyvy : stamp_layout_e::bgra});
     if (stamp) m_ages_us.push_back(Drivers::Mac::ZAV::stamp_age_us(now_us, *stamp));
 }
 

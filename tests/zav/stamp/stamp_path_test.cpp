@@ -58,7 +58,8 @@ protected:
         received->width = sent_width;
         received->height = sent_height;
         received->stride = int(params.row_bytes());
-        received->fourcc = sent == sampling_e::ycbcr_422 ? ZAVlib_FourCC_video_type_UYVY : ZAVlib_FourCC_video_type_BGRA;
+        received->fourcc =
+            sent == sampling_e::ycbcr_422 ? ZAVlib_FourCC_video_type_UYVY : ZAVlib_FourCC_video_type_BGRA;
 
         const video_format_t format(stream_layout, stream_width, stream_height, 30, 1);
         const frame_ptr_t handed_out =
@@ -81,8 +82,8 @@ protected:
     }
 
     std::optional<uint64_t> read_delivered() const {
-        return read_time_stamp({m_out.data(), m_row_bytes, m_width, m_height,
-                                m_uyvy_out ? stamp_layout_e::uyvy : stamp_layout_e::bgra});
+        return read_time_stamp(
+            {m_out.data(), m_row_bytes, m_width, m_height, m_uyvy_out ? stamp_layout_e::uyvy : stamp_layout_e::bgra});
     }
 
 private:
@@ -110,24 +111,19 @@ constexpr auto bgra_out = ZAVlib_FourCC_video_type_BGRX;
 
 INSTANTIATE_TEST_SUITE_P(
     pictures, stamp_survives,
-    testing::Values(path_case_t{"uyvy_1920x1080_into_2vuy_1280x720", uyvy_in, 1920, 1080, uyvy_out, 1280, 720},
-                    path_case_t{"bgra_1920x1080_converted_into_2vuy_1280x720", bgra_in, 1920, 1080, uyvy_out, 1280,
-                                720},
-                    path_case_t{"uyvy_1920x1080_converted_into_bgra_1280x720", uyvy_in, 1920, 1080, bgra_out, 1280,
-                                720},
-                    path_case_t{"bgra_1920x1080_into_bgra_640x360", bgra_in, 1920, 1080, bgra_out, 640, 360},
-                    path_case_t{"uyvy_1920x1080_into_2vuy_320x180", uyvy_in, 1920, 1080, uyvy_out, 320, 180},
-                    path_case_t{"uyvy_3840x2160_into_2vuy_1280x720", uyvy_in, 3840, 2160, uyvy_out, 1280, 720},
-                    path_case_t{"uyvy_1280x720_enlarged_into_2vuy_1920x1080", uyvy_in, 1280, 720, uyvy_out, 1920,
-                                1080},
-                    path_case_t{"uyvy_1920x1080_into_2vuy_640x480_with_bands_above_and_below", uyvy_in, 1920, 1080,
-                                uyvy_out, 640, 480},
-                    path_case_t{"bgra_1920x1080_into_bgra_640x480_with_a_band_below", bgra_in, 1920, 1080, bgra_out,
-                                640, 480},
-                    path_case_t{"bgra_odd_1279x719_converted_into_2vuy_1280x720", bgra_in, 1279, 719, uyvy_out, 1280,
-                                720},
-                    path_case_t{"smallest_stamped_uyvy_240x32_into_2vuy_240x32", uyvy_in, 240, 32, uyvy_out, 240,
-                                32}),
+    testing::Values(
+        path_case_t{"uyvy_1920x1080_into_2vuy_1280x720", uyvy_in, 1920, 1080, uyvy_out, 1280, 720},
+        path_case_t{"bgra_1920x1080_converted_into_2vuy_1280x720", bgra_in, 1920, 1080, uyvy_out, 1280, 720},
+        path_case_t{"uyvy_1920x1080_converted_into_bgra_1280x720", uyvy_in, 1920, 1080, bgra_out, 1280, 720},
+        path_case_t{"bgra_1920x1080_into_bgra_640x360", bgra_in, 1920, 1080, bgra_out, 640, 360},
+        path_case_t{"uyvy_1920x1080_into_2vuy_320x180", uyvy_in, 1920, 1080, uyvy_out, 320, 180},
+        path_case_t{"uyvy_3840x2160_into_2vuy_1280x720", uyvy_in, 3840, 2160, uyvy_out, 1280, 720},
+        path_case_t{"uyvy_1280x720_enlarged_into_2vuy_1920x1080", uyvy_in, 1280, 720, uyvy_out, 1920, 1080},
+        path_case_t{"uyvy_1920x1080_into_2vuy_640x480_with_bands_above_and_below", uyvy_in, 1920, 1080, uyvy_out, 640,
+                    480},
+        path_case_t{"bgra_1920x1080_into_bgra_640x480_with_a_band_below", bgra_in, 1920, 1080, bgra_out, 640, 480},
+        path_case_t{"bgra_odd_1279x719_converted_into_2vuy_1280x720", bgra_in, 1279, 719, uyvy_out, 1280, 720},
+        path_case_t{"smallest_stamped_uyvy_240x32_into_2vuy_240x32", uyvy_in, 240, 32, uyvy_out, 240, 32}),
     [](const testing::TestParamInfo<path_case_t>& case_info) { return case_info.param.name; });
 
 TEST_F(stamp_path, picture_fitted_between_bands_at_its_sides_gives_no_reading) {

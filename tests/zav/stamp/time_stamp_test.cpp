@@ -21,7 +21,10 @@ struct grey_picture_t {
     std::vector<uint8_t> bytes;
 
     grey_picture_t(int w, int h, stamp_layout_e l)
-        : width(w), height(h), layout(l), stride(std::size_t(l == stamp_layout_e::uyvy ? (w + 1) / 2 * 4 : w * 4) + 16),
+        : width(w),
+          height(h),
+          layout(l),
+          stride(std::size_t(l == stamp_layout_e::uyvy ? (w + 1) / 2 * 4 : w * 4) + 16),
           bytes(stride * std::size_t(h), 128) {}
     stamp_picture_t picture() { return {bytes.data(), stride, width, height, layout}; }
     stamp_view_t view() const { return {bytes.data(), stride, width, height, layout}; }
