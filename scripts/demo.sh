@@ -23,8 +23,9 @@ bin=$root/$build/bin
 for tool in zav-send zav-camera; do
     [[ -x $bin/$tool ]] || { echo "demo: $bin/$tool was not built" >&2; exit 1; }
 done
-bundle=$(find "$root/$build" -type d -name 'ZAVVirtualCamera.plugin' -print -quit)
-[[ -n $bundle ]] || { echo "demo: the plug-in bundle was not built" >&2; exit 1; }
+# The bundle the build lays out (not the copy an earlier run made in demo-plugins/).
+bundle=$root/$build/plugins/ZAVVirtualCamera.plugin
+[[ -d $bundle ]] || { echo "demo: the plug-in bundle was not built" >&2; exit 1; }
 
 # The DAL system looks in the folders of CMIO_DAL_PLUGIN_PATH: a folder that holds only our bundle.
 plugins=$root/$build/demo-plugins
