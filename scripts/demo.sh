@@ -23,8 +23,9 @@ bin=$root/$build/bin
 for tool in zav-send zav-camera; do
     [[ -x $bin/$tool ]] || { echo "demo: $bin/$tool was not built" >&2; exit 1; }
 done
-bundle=$(find "$root/$build" -type d -name 'ZAVVirtualCamera.plugin' -print -quit)
-[[ -n $bundle ]] || { echo "demo: the plug-in bundle was not built" >&2; exit 1; }
+# The bundle the build lays out (not the copy an earlier run made in demo-plugins/).
+bundle=$root/$build/plugins/ZAVVirtualCamera.plugin
+[[ -d $bundle ]] || { echo "demo: the plug-in bundle was not built" >&2; exit 1; }
 
 # The DAL system looks in the folders of CMIO_DAL_PLUGIN_PATH: a folder that holds only our bundle.
 plugins=$root/$build/demo-plugins
@@ -38,7 +39,8 @@ unset ZAV_SOURCES
 
 # The plug-in receives the source named after this machine: upper-cased host name + " (ZAV Virtual Input)".
 echo "== starting the source"
-"$bin/zav-send" --name "ZAV Virtual Input" --size 1280x720 --rate 30 --format uyvy --no-dnssd \
+# 1920x1080, so that the camera's pictures (1280x720 unless asked otherwise) are scaled on the way.
+"$bin/zav-send" --name "ZAV Virtual Input" --size 1920x1080 --rate 30 --format uyvy --no-dnssd \
     >"$out/zav-send.log" 2>&1 &
 sender=$!
 stop_sender() {

@@ -144,7 +144,8 @@ std::size_t running_stream_t::queue_depth() const {
     return m_p_queue != nullptr ? std::size_t(CMSimpleQueueGetCount(m_p_queue)) : 0;
 }
 
-bool running_stream_t::next(sample_t& sample, std::chrono::milliseconds timeout, bool with_pixels) {
+bool running_stream_t::next(sample_t& sample, std::chrono::milliseconds timeout, bool with_pixels,
+                            const picture_reader_t& read_new_picture) {
     if (m_p_queue == nullptr) return false;
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     CMSampleBufferRef buffer = nullptr;
@@ -170,10 +171,13 @@ bool running_stream_t::next(sample_t& sample, std::chrono::milliseconds timeout,
         sample.format.width = int32_t(CVPixelBufferGetWidth(image));
         sample.format.height = int32_t(CVPixelBufferGetHeight(image));
         sample.row_bytes = CVPixelBufferGetBytesPerRow(image);
-        if (with_pixels) {
-            CVPixelBufferLockBaseAddress(image, kCVPixelBufferLock_ReadOnly);
+        const bool read = read_new_picture && !sample.same_picture_as_before;
+        if ((with_pixels || read) &&
+            CVPixelBufferLockBaseAddress(image, kCVPixelBufferLock_ReadOnly) == kCVReturnSuccess) {
             const auto* const base = static_cast<const uint8_t*>(CVPixelBufferGetBaseAddress(image));
-            sample.pixels.assign(base, base + sample.row_bytes * std::size_t(sample.format.height));
+            if (base != nullptr && with_pixels)
+                sample.pixels.assign(base, base + sample.row_bytes * std::size_t(sample.format.height));
+            if (base != nullptr && read) read_new_picture({base, sample.row_bytes, sample.format});
             CVPixelBufferUnlockBaseAddress(image, kCVPixelBufferLock_ReadOnly);
         }
     }

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -49,6 +50,15 @@ struct sample_t {
     std::vector<uint8_t> pixels;  // row_bytes x height, only when asked for
 };
 
+// A sample's picture while its buffer is locked; the bytes are valid only during the call it is
+// passed to.
+struct picture_view_t {
+    const uint8_t* p_data = nullptr;
+    std::size_t row_bytes = 0;
+    format_t format;
+};
+using picture_reader_t = std::function<void(const picture_view_t&)>;
+
 // A started stream; stopped when destroyed.
 class running_stream_t {
 public:
@@ -59,8 +69,10 @@ public:
 
     // The status of the queue request or the start; 0 when the stream runs.
     OSStatus status() const { return m_status; }
-    // Waits up to `timeout` for the next sample; false when none came.
-    bool next(sample_t& sample, std::chrono::milliseconds timeout, bool with_pixels);
+    // Waits up to `timeout` for the next sample; false when none came. `read_new_picture`, when
+    // given, is shown each picture that is not the one of the sample before.
+    bool next(sample_t& sample, std::chrono::milliseconds timeout, bool with_pixels,
+              const picture_reader_t& read_new_picture = nullptr);
     std::size_t queue_depth() const;
 
 private:

@@ -1,6 +1,7 @@
 // zav-camera: lists cameras, shows their properties, streams from the ZAV Video camera with a
 // live status line, and writes frames (Y4M) and snapshots (PNG).
 #include "cmio_camera.h"
+#include "latency_stats.h"
 #include "picture_files.h"
 
 #include <unistd.h>
@@ -11,6 +12,8 @@
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "stamp/time_stamp.h"
 
 namespace {
 
@@ -158,6 +161,7 @@ bool apply_format(CMIOStreamID stream, const stream_options_t& options) {
 struct stream_stats_t {
     std::size_t frames = 0, repeats = 0, discontinuities = 0, sequence_gaps = 0;
     uint64_t next_sequence = 0;
+    latency_stats_t latency;
 
     void count(const sample_t& sample) {
         if (frames > 0 && sample.sequence_number != next_sequence) ++sequence_gaps;
@@ -167,9 +171,10 @@ struct stream_stats_t {
         if (sample.discontinuity != 0) ++discontinuities;
     }
     void print(FILE* out, double seconds, std::size_t queue_depth, const char* end) const {
-        std::fprintf(out, "frames %zu  rate %.2f fps  repeats %zu  discontinuities %zu  sequence gaps %zu  queue %zu%s",
+        std::fprintf(out,
+                     "frames %zu  rate %.2f fps  repeats %zu  discontinuities %zu  sequence gaps %zu  %s  queue %zu%s",
                      frames, seconds > 0 ? double(frames) / seconds : 0.0, repeats, discontinuities, sequence_gaps,
-                     queue_depth, end);
+                     latency.text().c_str(), queue_depth, end);
     }
 };
 
@@ -203,9 +208,13 @@ int stream_command(const stream_options_t& options) {
         start + std::chrono::duration_cast<clock_type::duration>(std::chrono::duration<double>(options.seconds));
     auto next_status = start;
     sample_t sample;
+    // Each new picture's send-time stamp, read as it is dequeued.
+    const picture_reader_t read_stamp = [&stats](const picture_view_t& picture) {
+        stats.latency.read(picture, Drivers::Mac::ZAV::stamp_clock_now_us());
+    };
     while (clock_type::now() < end) {
         const auto wait = stats.frames == 0 ? k_first_frame_timeout : std::chrono::milliseconds(100);
-        if (!running.next(sample, wait, y4m != nullptr)) {
+        if (!running.next(sample, wait, y4m != nullptr, read_stamp)) {
             if (stats.frames == 0) {
                 std::fprintf(stderr, "zav-camera: %s sent nothing within %lld s\n", k_camera_name,
                              static_cast<long long>(k_first_frame_timeout.count() / 1000));

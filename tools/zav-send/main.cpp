@@ -104,7 +104,7 @@ int main(int argc, char** argv) {
                 options.rate_den);
     std::printf("zav-send: sources file %s%s; DNS-SD %s\n",
                 wrote_line ? "line in " : "not written: ", sources_path.empty() ? "(no home)" : sources_path.c_str(),
-                publication ? "published" : (options.publish ? "not available" : "off"));
+                publication ? "registering" : (options.publish ? "not available" : "off"));
     std::fflush(stdout);
 
     test_pattern_t pattern(settings.params);
@@ -113,6 +113,7 @@ int main(int argc, char** argv) {
                                  std::chrono::duration<double>(options.seconds));
     auto next_status = start + std::chrono::seconds(1);
     std::size_t last_receivers = 0;
+    dnssd_registration_e registration = dnssd_registration_e::pending;
     int status = 0;
     for (uint64_t n = 0; !g_stop; ++n) {
         const auto deadline = start + frame_offset(n, options.rate_num, options.rate_den);
@@ -129,6 +130,15 @@ int main(int argc, char** argv) {
             break;
         }
         sender->send(picture, settings.params.row_bytes(), now);
+        if (publication && registration == dnssd_registration_e::pending) {
+            // Said only once the daemon confirmed it: until then no browser can find the source.
+            registration = publication->update();
+            if (registration == dnssd_registration_e::registered)
+                std::printf("zav-send: DNS-SD published as \"%s\"\n", publication->published_name().c_str());
+            if (registration == dnssd_registration_e::failed)
+                std::printf("zav-send: DNS-SD refused the registration; the sources file alone names the source\n");
+            std::fflush(stdout);
+        }
         const auto wall = std::chrono::steady_clock::now();
         if (wall >= next_status || sender->receivers() != last_receivers) {
             last_receivers = sender->receivers();

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <dns_sd.h>
+#include <poll.h>
 
 #include <atomic>
 #include <chrono>
@@ -100,7 +101,33 @@ void quiet_compat_layer_warning() {
 
 class registered_service_t : public dnssd_publication_t {
 public:
+    dnssd_registration_e update() override {
+        while (m_state == dnssd_registration_e::pending) {
+            pollfd answer = {DNSServiceRefSockFD(m_service.ref), POLLIN, 0};
+            if (poll(&answer, 1, 0) <= 0) break;
+            if (DNSServiceProcessResult(m_service.ref) != kDNSServiceErr_NoError)
+                m_state = dnssd_registration_e::failed;
+        }
+        return m_state;
+    }
+    const std::string& published_name() const override { return m_name; }
+
+    static void DNSSD_API on_registered(DNSServiceRef, DNSServiceFlags, DNSServiceErrorType error, const char* name,
+                                        const char*, const char*, void* context) {
+        auto* p_self = static_cast<registered_service_t*>(context);
+        if (error != kDNSServiceErr_NoError) {
+            p_self->m_state = dnssd_registration_e::failed;
+            return;
+        }
+        p_self->m_name = name;
+        p_self->m_state = dnssd_registration_e::registered;
+    }
+
     service_ref_t m_service;
+
+private:
+    dnssd_registration_e m_state = dnssd_registration_e::pending;
+    std::string m_name;
 };
 
 }  // namespace
@@ -164,9 +191,10 @@ std::unique_ptr<dnssd_publication_t> dnssd_publish(const std::string& instance, 
     for (const auto& [key, value] : params_to_pairs(params))
         TXTRecordSetValue(&txt, key.c_str(), uint8_t(value.size()), value.empty() ? nullptr : value.data());
     auto service = std::make_unique<registered_service_t>();
-    const DNSServiceErrorType error = DNSServiceRegister(
-        &service->m_service.ref, 0, kDNSServiceInterfaceIndexAny, instance.c_str(), zav_service_type, nullptr, nullptr,
-        htons(port), TXTRecordGetLength(&txt), TXTRecordGetBytesPtr(&txt), nullptr, nullptr);
+    const DNSServiceErrorType error =
+        DNSServiceRegister(&service->m_service.ref, 0, kDNSServiceInterfaceIndexAny, instance.c_str(), zav_service_type,
+                           nullptr, nullptr, htons(port), TXTRecordGetLength(&txt), TXTRecordGetBytesPtr(&txt),
+                           registered_service_t::on_registered, service.get());
     TXTRecordDeallocate(&txt);
     if (error != kDNSServiceErr_NoError) {
         service->m_service.ref = nullptr;

@@ -28,10 +28,18 @@ bool params_from_txt_record(const unsigned char* p_txt, uint16_t length, video_p
 // Logs, once per process, that no DNS-SD daemon answered and the sources files are used alone.
 void log_no_dnssd_daemon_once();
 
-// A published service; unpublished when destroyed. Null from publish when no daemon answered.
+enum class dnssd_registration_e { pending, registered, failed };
+
+// A service handed to the daemon; unpublished when destroyed. Null from publish when no daemon
+// answered. The daemon confirms (or refuses) the registration later, through `update`.
 class dnssd_publication_t {
 public:
     virtual ~dnssd_publication_t() = default;
+    // Takes in the daemon's answers that have arrived, without waiting, and says where the
+    // registration stands.
+    virtual dnssd_registration_e update() = 0;
+    // The instance name the daemon confirmed (it may have renamed a clash); empty before that.
+    virtual const std::string& published_name() const = 0;
 };
 // `instance` is the part of the full name the daemon publishes (the whole full name).
 std::unique_ptr<dnssd_publication_t> dnssd_publish(const std::string& instance, uint16_t port,

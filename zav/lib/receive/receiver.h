@@ -55,6 +55,10 @@ private:
     void set_disconnected();
 
     receiver_settings_t m_settings;
+    // The given address, read once: host and port, with the format parameters when they follow it.
+    bool m_address_bad = false;
+    bool m_address_has_params = false;
+    source_entry_t m_address;
     wake_pipe_t m_wake;
     std::atomic<bool> m_stop{false};
     std::shared_ptr<frame_pool_t> m_pool = frame_pool_t::create();

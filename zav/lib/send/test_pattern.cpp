@@ -1,5 +1,7 @@
 #include "send/test_pattern.h"
 
+#include "stamp/time_stamp.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -26,12 +28,6 @@ void rgb_to_ycbcr(rgb_t c, uint8_t* y, uint8_t* cb, uint8_t* cr) {
 
 // Seven-segment digits: bits a..g from the top clockwise, then the middle.
 constexpr uint8_t segments_of[10] = {0x3f, 0x06, 0x5b, 0x4f, 0x66, 0x6d, 0x7d, 0x07, 0x7f, 0x6f};
-
-constexpr int stamp_bits = 64;
-
-int stamp_block(int width) {
-    return std::max(1, width / stamp_bits);
-}
 
 }  // namespace
 
@@ -110,26 +106,10 @@ const uint8_t* test_pattern_t::draw(uint64_t number, int64_t send_time_100ns) {
         draw_digit(int(n % 10), 2 * scale + i * digit_w, height - 11 * scale, scale);
         n /= 10;
     }
-    // The send time, one block per bit across the top rows.
-    const int block = stamp_block(width);
-    for (int bit = 0; bit < stamp_bits; ++bit)
-        fill_rect(bit * block, 0, block, std::min(block, height),
-                  (uint64_t(send_time_100ns) >> (stamp_bits - 1 - bit)) & 1);
+    const stamp_layout_e layout =
+        m_params.sampling == sampling_e::ycbcr_422 ? stamp_layout_e::uyvy : stamp_layout_e::bgra;
+    draw_time_stamp({m_picture.data(), m_stride, width, height, layout}, uint64_t(send_time_100ns / 10));
     return m_picture.data();
-}
-
-int64_t read_stamped_time(const uint8_t* p_picture, std::size_t stride, int width, int height, bool uyvy) {
-    const int block = stamp_block(width);
-    if (width < stamp_bits * 2 || height < 1) return -1;
-    const int row = std::min(block, height) / 2;
-    uint64_t value = 0;
-    for (int bit = 0; bit < stamp_bits; ++bit) {
-        const int x = bit * block + block / 2;
-        const uint8_t* p = p_picture + std::size_t(row) * stride;
-        const int level = uyvy ? p[std::size_t(x / 2) * 4 + (x % 2 == 0 ? 1 : 3)] : p[std::size_t(x) * 4 + 1];
-        value = value << 1 | uint64_t(level > 128);
-    }
-    return int64_t(value);
 }
 
 }  // namespace Drivers::Mac::ZAV

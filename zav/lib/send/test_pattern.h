@@ -1,6 +1,6 @@
 // The moving test pattern of a sender: colour bars, a white edge that moves 8 pixels per frame, the
-// frame counter in large digits, and the send time stamped into the top rows as 64 black or white
-// blocks (most significant bit first) so that a receiver can read back when the picture was made.
+// frame counter in large digits, and the send time stamped into the top rows (stamp/time_stamp.h)
+// so that a camera client can read back when the picture was made, after any scaling.
 #ifndef ZAV_LIB_SEND_TEST_PATTERN_H
 #define ZAV_LIB_SEND_TEST_PATTERN_H
 
@@ -17,7 +17,8 @@ public:
     // Pictures of these parameters: 4:2:2 or BGRA sampling.
     explicit test_pattern_t(const video_params_t& params);
 
-    // Draws frame `number`, stamped with `send_time_100ns`; the picture stays valid until the next call.
+    // Draws frame `number`, stamped with `send_time_100ns` (wall clock, 100 ns units) when the picture
+    // is large enough to carry a stamp; the picture stays valid until the next call.
     const uint8_t* draw(uint64_t number, int64_t send_time_100ns);
 
 private:
@@ -29,10 +30,6 @@ private:
     std::vector<uint8_t> m_bars;  // the still part, drawn once
     std::vector<uint8_t> m_picture;
 };
-
-// Reads the send time back from a picture drawn by test_pattern_t (UYVY or BGRA bytes); -1 when the
-// picture is too small to carry it.
-int64_t read_stamped_time(const uint8_t* p_picture, std::size_t stride, int width, int height, bool uyvy);
 
 }  // namespace Drivers::Mac::ZAV
 
