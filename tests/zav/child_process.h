@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,9 @@ bool program_on_path(const std::string& name);
 uint16_t free_loopback_port();
 // Waits until something listens on 127.0.0.1:port.
 bool wait_for_listener(uint16_t port, std::chrono::milliseconds deadline);
-std::vector<uint8_t> read_file(const std::string& path);
+// The file's first `max_bytes` bytes (all of it by default); empty when it cannot be read. A file
+// another process keeps writing is read only as far as asked.
+std::vector<uint8_t> read_file(const std::string& path, std::size_t max_bytes = SIZE_MAX);
 
 }  // namespace zav_test
 
