@@ -315,6 +315,7 @@ private:
                      unsigned(address.mSelector), unsigned(address.mScope), what, unsigned(a), unsigned(b));
     }
 
+    // The frame rates are values (a 64-bit float, a range of two), not references.
     static bool returns_reference(CMIOObjectPropertySelector selector) {
         switch (selector) {
             case kCMIOObjectPropertyName:
@@ -328,8 +329,6 @@ private:
             case kCMIOStreamPropertyClock:
             case kCMIOStreamPropertyStillImageFormatDescriptions:
             case kCMIOStreamPropertyPreferredFormatDescription:
-            case kCMIOStreamPropertyFrameRates:
-            case kCMIOStreamPropertyFrameRateRanges:
                 return true;
             default:
                 return false;
