@@ -1,7 +1,7 @@
 // Frame fill called directly: each path's output equals the pixel engine or vImage on the same
 // input, the scratch memory and conversion cache are kept between frames, and unusable
 // combinations give a black picture.
-#include "cf_leak_fixture.h"
+#include "frame_fill_fixture.h"
 #include "objects/simple_input_stream.h"
 #include "pixel/convert_bgra_to_uyvy_alpha.h"
 #include "pixel/resample_uyvy.h"
@@ -50,17 +50,7 @@ struct output_t {
     }
 };
 
-class frame_fill_t : public zav_test::cf_leak_fixture_t {
-protected:
-    void TearDown() override {
-        if (m_cache.first != nullptr) CFRelease(m_cache.first);
-        delete[] m_cache.second;
-        std::free(m_scratch.first);
-        cf_leak_fixture_t::TearDown();
-    }
-    simple_input_stream_t::scratch_t m_scratch{nullptr, 0};
-    simple_input_stream_t::conversion_cache_t m_cache{nullptr, nullptr};
-};
+class frame_fill_t : public zav_test::frame_fill_fixture_t {};
 
 TEST_F(frame_fill_t, uyvy_frame_into_a_same_size_2vuy_stream_is_the_plain_resample) {
     picture_t source(ZAVlib_FourCC_video_type_UYVY, 64, 36);

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "cf_leak_fixture.h"
+#include "frame_fill_fixture.h"
 #include "objects/simple_input_stream.h"
 #include "receive/colour.h"
 #include "send/test_pattern.h"
@@ -34,15 +34,8 @@ struct path_case_t {
 constexpr int64_t send_time_100ns = 17'640'000'123'456'789;
 constexpr uint64_t stamped_us = uint64_t(send_time_100ns / 10) % stamp_time_modulo;
 
-class stamp_path : public zav_test::cf_leak_fixture_t {
+class stamp_path : public zav_test::frame_fill_fixture_t {
 protected:
-    void TearDown() override {
-        if (m_cache.first != nullptr) CFRelease(m_cache.first);
-        delete[] m_cache.second;
-        std::free(m_scratch.first);
-        cf_leak_fixture_t::TearDown();
-    }
-
     // The picture the application gets from a test pattern of `sent` sampling and size.
     void deliver(sampling_e sent, int sent_width, int sent_height, ZAVlib_FourCC_video_type_e stream_layout,
                  int stream_width, int stream_height) {
@@ -88,8 +81,6 @@ protected:
 
 private:
     std::shared_ptr<frame_pool_t> m_pool = frame_pool_t::create();
-    simple_input_stream_t::scratch_t m_scratch{nullptr, 0};
-    simple_input_stream_t::conversion_cache_t m_cache{nullptr, nullptr};
     std::vector<uint8_t> m_out;
     std::size_t m_row_bytes = 0;
     int m_width = 0, m_height = 0;
